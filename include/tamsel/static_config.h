@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <string>
+#include <unordered_set>
+
+#include <json/value.h>
+
+#include <tamsel/export.h>
+#include <tamsel/iconfig.h>
+#include <tamsel/ifile_stream.h>
+#include <tamsel/types.h>
+
+namespace Tamsel {
+
+/// A configuration from one document, read once.
+///
+/// It never changes after construction, takes no lock, and touches no file again: any threads may
+/// use it at once, and a later change of the file is not seen. Its operations are those of
+/// `IReadOnlyConfig`.
+class TAMSEL_API CStaticConfig : public IReadOnlyConfig {
+public:
+    /// Reads the whole document through `stream`, which must not be empty, and keeps no share of
+    /// it.
+    ///
+    /// \throws CInvalidConfig, Json::Exception as `JsonUtil::ReadConfig`
+    explicit CStaticConfig(const std::shared_ptr<IInputFileStream>& stream);
+
+    bool Get(const std::string& key, bool defaultValue) const override;
+    unsigned int Get(const std::string& key, unsigned int defaultValue) const override;
+    unsigned long long Get(const std::string& key, unsigned long long defaultValue) const override;
+    int Get(const std::string& key, int defaultValue) const override;
+    long long Get(const std::string& key, long long defaultValue) const override;
+    float Get(const std::string& key, float defaultValue) const override;
+    double Get(const std::string& key, double defaultValue) const override;
+    std::string Get(const std::string& key, const std::string& defaultValue) const override;
+    Json::Value Get(const std::string& key, const Json::Value& defaultValue) const override;
+
+    bool Exists(const std::string& key, EDataType type) const override;
+    std::unordered_set<std::string> GetAllConfigKeys() const override;
+
+private:
+    TConfigMap m_values;
+};
+
+}  // namespace Tamsel
