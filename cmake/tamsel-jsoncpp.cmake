@@ -1,0 +1,17 @@
+# Gives the target JsonCpp::JsonCpp: from jsoncpp's CMake package, or else from pkg-config.
+# Used by the build and, installed beside it, by the package that other projects find.
+if(NOT TARGET JsonCpp::JsonCpp)
+  find_package(jsoncpp CONFIG QUIET)
+endif()
+if(NOT TARGET JsonCpp::JsonCpp)
+  if(TARGET jsoncpp_lib)
+    set(_tamsel_jsoncpp jsoncpp_lib)
+  else()
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(TAMSEL_JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
+    set(_tamsel_jsoncpp PkgConfig::TAMSEL_JSONCPP)
+  endif()
+  add_library(JsonCpp::JsonCpp INTERFACE IMPORTED)
+  set_target_properties(JsonCpp::JsonCpp PROPERTIES INTERFACE_LINK_LIBRARIES ${_tamsel_jsoncpp})
+  unset(_tamsel_jsoncpp)
+endif()
