@@ -66,10 +66,9 @@ TEST(Factory, TellsWhatIsWrongAndTouchesNothingElse) {
             try {
                 return std::to_string(create()->Get("k", 0));
             } catch (const std::exception& error) {
-                std::string line = error.what();
-                line = std::regex_replace(line, std::regex(root.Path(files[0].first)), "ETC");
-                line = std::regex_replace(line, std::regex(root.Path(files[1].first)), "DATA");
-                return line.substr(0, line.find('\n'));
+                const std::string text = Replaced(error.what(), root.Path(files[0].first), "ETC");
+                const std::string line = text.substr(0, text.find('\n'));
+                return Replaced(line, root.Path(files[1].first), "DATA");
             }
         };
         EXPECT_EQ(outcome([&] { return CreateStaticOnly("n", root.Path()); }), one);

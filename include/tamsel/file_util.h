@@ -26,9 +26,9 @@ TAMSEL_API bool IsReadWritable(const std::string& path);
 /// Reads the whole file into `content`. Tells whether it could be opened; if not, `content` is
 /// empty.
 ///
-/// No lock is taken: beside a `WriteFile` of the same file, the text may be empty or cut short. A
-/// read error after the opening is not reported: `content` then holds the bytes before it. A
-/// directory opens, and reads as empty.
+/// No lock is taken: beside a `WriteFile` of the same file, the text may be empty, cut short, or
+/// begun by one write and ended by the next. A read error after the opening is not reported:
+/// `content` then holds the bytes before it. A directory opens, and reads as empty.
 TAMSEL_API bool ReadFile(const std::string& path, std::string& content);
 
 /// Replaces the whole content of the file with `content`, creating the file when it is missing

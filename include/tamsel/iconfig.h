@@ -139,8 +139,9 @@ public:
     /// lost.
     ///
     /// No file lock is taken: a reload that meets another process's write may find the file empty,
-    /// which reads as an overlay without keys and is no error, or half-written, which throws. Their
-    /// write ends with another modification, so the next `HasChanged` tells true.
+    /// which reads as an overlay without keys and is no error; or cut short, which throws; or,
+    /// beside two writes in a row, begun by one and ended by the other, which may even parse. Such
+    /// a write ends with another modification, so the next `HasChanged` tells true.
     ///
     /// \warning A file that cannot be opened, be it for want of a free descriptor, also reads as
     /// empty, and the next change then writes an overlay without the former keys.

@@ -3,10 +3,18 @@
 
 #include <array>
 #include <fstream>
-#include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+/// Gives `text` with every `from` replaced by `to`.
+inline std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
 
 /// The rows of a table in tests/cases: a line each, with `N` cells between bars. Blanks around a
 /// cell do not count, `\n` and `\t` stand for the characters, and a line that begins with # is a
@@ -14,15 +22,14 @@
 template <std::size_t N>
 std::vector<std::array<std::string, N>> Cases(const std::string& table) {
     std::ifstream file(TAMSEL_TEST_CASES "/" + table);
-    const std::regex cell(R"(\s*([^|]*?)\s*(\||$))");
     std::vector<std::array<std::string, N>> rows;
     for (std::string line; std::getline(file, line);) {
         if (line.empty() || line[0] == '#') continue;
-        auto match = std::sregex_iterator(line.begin(), line.end(), cell);
-        for (std::string& text : rows.emplace_back()) {
-            if (match == std::sregex_iterator()) throw std::invalid_argument(table + ": " + line);
-            text = std::regex_replace(match++->str(1), std::regex(R"(\\n)"), "\n");
-            text = std::regex_replace(text, std::regex(R"(\\t)"), "\t");
+        std::istringstream cells(line + "|");
+        for (std::string& cell : rows.emplace_back()) {
+            if (!std::getline(cells, cell, '|')) throw std::invalid_argument(table + ": " + line);
+            cell.erase(cell.find_last_not_of(' ') + 1).erase(0, cell.find_first_not_of(' '));
+            cell = Replaced(Replaced(cell, "\\n", "\n"), "\\t", "\t");
         }
     }
     if (rows.empty()) throw std::invalid_argument(table + " has no rows");
