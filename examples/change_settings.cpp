@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Changes a configuration, one command a run, and tells what its callback was told:
+//   change_settings ROOT set KEY JSON | restore KEY | erase
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <json/json.h>
+#include <tamsel/tamsel.h>
+
+namespace {
+
+void Tell(const std::string& key, const Json::Value& newValue) {
+    std::cout << "told that " << key << " is now " << newValue << '\n';
+}
+
+bool Change(Tamsel::IConfig& config, const std::vector<std::string>& words) {
+    if (words.size() == 3 && words[0] == "set") {
+        Json::Value value;
+        std::istringstream(words[2]) >> value;
+        config.Set(words[1], value);
+    } else if (words.size() == 2 && words[0] == "restore") {
+        const bool wasOverridden = config.Restore(words[1]);
+        std::cout << words[1] << (wasOverridden ? " restored\n" : " was not overridden\n");
+    } else if (words.size() == 1 && words[0] == "erase") {
+        config.Erase();
+    } else {
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) return 2;
+    try {
+        // What is read here is as fresh as a Reload: the change follows at once.
+        const auto config = Tamsel::Create("network", argv[1], Tell);
+        return Change(*config, {argv + 2, argv + argc}) ? 0 : 2;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
+}
