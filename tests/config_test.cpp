@@ -8,9 +8,9 @@
 #include <tamsel/overlayed_config.h>
 #include <tamsel/static_config.h>
 
+#include "memory_stream.h"
 #include "support/cases.h"
 #include "support/json_text.h"
-#include "support/memory_stream.h"
 
 using namespace Tamsel;
 

@@ -7,9 +7,9 @@
 
 #include <tamsel/errors.h>
 
+#include "memory_stream.h"
 #include "support/cases.h"
 #include "support/json_text.h"
-#include "support/memory_stream.h"
 
 using namespace Tamsel;
 

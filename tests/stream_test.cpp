@@ -13,8 +13,8 @@
 #include <tamsel/errors.h>
 #include <tamsel/file_util.h>
 
+#include "memory_stream.h"
 #include "support/cases.h"
-#include "support/memory_stream.h"
 #include "support/process.h"
 #include "support/temp_root.h"
 

@@ -71,11 +71,17 @@ int fclose(FILE* file) {
     return isRefused ? EOF : result;
 }
 int inotify_init1(int flags) noexcept {
-    return IsRefused("inotify") ? -1 : Real(inotify_init1, "inotify_init1")(flags);
+    return IsRefused(flags == IN_NONBLOCK ? "inotify" : "flags?")
+               ? -1
+               : Real(inotify_init1, "inotify_init1")(flags);
 }
 int inotify_add_watch(int descriptor, const char* path, uint32_t mask) noexcept {
-    if (IsRefused("watch")) return -1;
+    if (IsRefused(mask == (IN_MODIFY | IN_CREATE) ? "watch" : "mask?")) return -1;
     return Real(inotify_add_watch, "inotify_add_watch")(descriptor, path, mask);
+}
+int inotify_rm_watch(int descriptor, int watch) noexcept {
+    if (IsRefused("unwatch")) return -1;
+    return Real(inotify_rm_watch, "inotify_rm_watch")(descriptor, watch);
 }
 ssize_t read(int descriptor, void* buffer, size_t size) {
     return IsRefused("read") ? -1 : Real(read, "read")(descriptor, buffer, size);

@@ -9,8 +9,8 @@
 /// A private folder, open to every user, that goes away with all that is in it.
 class CTempRoot {
 public:
-    CTempRoot() {
-        m_path = (std::filesystem::temp_directory_path() / "tamsel-XXXXXX").string();
+    explicit CTempRoot(const std::filesystem::path& in = std::filesystem::temp_directory_path())
+        : m_path(in / "tamsel-XXXXXX") {
         std::filesystem::permissions(mkdtemp(m_path.data()), std::filesystem::perms::all);
     }
     ~CTempRoot() { std::filesystem::remove_all(m_path); }

@@ -7,7 +7,8 @@
 #include <tamsel/errors.h>
 #include <tamsel/ifile_stream.h>
 
-/// A document in memory. Counts its calls and refuses the n-th, as a disk would.
+/// A document in memory, to test code that uses a configuration. It counts its calls, and refuses
+/// the one that it is told to, as a disk would. For one thread.
 class CMemoryStream : public Tamsel::IFileStream {
 public:
     explicit CMemoryStream(std::string content = "") : text(std::move(content)) {}
@@ -19,19 +20,24 @@ public:
     mutable int paths = 0;
 
     std::string GetPath() const override { return ++paths, "memory"; }
+
     unsigned int GetFileSize() const override { return static_cast<unsigned int>(text.size()); }
+
     bool Read(std::string& content) override {
         ++reads;
         const bool isRefused = IsRefused();
         content = isRefused ? "" : text;
         return !isRefused;
     }
+
     bool Write(const std::string& content) override {
         ++writes;
         if (IsRefused()) return false;
         text = content;
-        return m_hasChanged = true;
+        m_hasChanged = true;
+        return true;
     }
+
     bool HasChanged() override {
         if (IsRefused()) throw Tamsel::CInotifyHandlingError("Failed reading inotify");
         return std::exchange(m_hasChanged, false);

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// Counts its own starts in a configuration that outlasts a power cut inside a change:
+//   crash_safe_overlay ROOT
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <tamsel/tamsel.h>
+
+#include "crash_safe_stream.h"
+
+int main(int argc, char** argv) {
+    if (argc != 2) return 2;
+    const std::string root = argv[1];
+    const auto defaults =
+        std::make_shared<Tamsel::CInputFileStream>(root + "etc/config/starts.json");
+    const auto overlay = std::make_shared<CCrashSafeStream>(root + "data/config/starts.json");
+    Tamsel::COverlayedConfig config(defaults, overlay, {});
+
+    config.Set("starts", config.Get("starts", 0) + 1);
+    std::cout << "start number " << config.Get("starts", 0) << '\n';
+}
