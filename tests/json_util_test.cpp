@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include <tamsel/errors.h>
 
@@ -64,6 +65,8 @@ std::string Load(const std::shared_ptr<CMemoryStream>& stream, TConfigMap& map) 
 
 }  // namespace
 
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size);
+
 TEST(TypedValues, EachKindAnswersAsTheTypesItIs) {
     for (const auto& row : Cases<9>("values.txt")) {
         const Json::Value value = Parse(row[0]);
@@ -112,5 +115,14 @@ TEST(ConfigFile, WhatARewriteLosesIsKnown) {
         JsonUtil::WriteConfig(stream, {{"k", value}});
         EXPECT_EQ(Load(stream, readBack), result);
         EXPECT_NE(readBack["k"], value);
+    }
+}
+
+TEST(ConfigFile, WorstFilesKnownEndInAMapOrAnError) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(TAMSEL_TEST_CASES "/../fuzz/corpus")) {
+        std::ifstream file(entry.path());
+        const std::string text(std::istreambuf_iterator<char>(file), {});
+        LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(text.data()), text.size());
     }
 }

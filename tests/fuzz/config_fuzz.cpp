@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// Any bytes as a configuration file: text to map to text to map. Aborts on what may not happen.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include <json/json.h>
+#include <tamsel/json_util.h>
+
+#include "memory_stream.h"
+
+using namespace Tamsel;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto stream = std::make_shared<CMemoryStream>();
+    stream->text.assign(reinterpret_cast<const char*>(data), size);
+    TConfigMap map;
+    try {
+        map = JsonUtil::ReadConfig(stream);
+    } catch (const CInvalidConfig&) {
+        return 0;
+    } catch (const Json::Exception&) {
+        return 0;
+    }
+    const std::string text = stream->text;
+    JsonUtil::WriteConfig(stream, map);
+    const TConfigMap readBack = JsonUtil::ReadConfig(stream);
+    // Bytes that are not UTF-8 come back as others, and two keys may become one.
+    const bool isLossless =
+        std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
+    if (isLossless && readBack != map) std::abort();
+    return 0;
+}
