@@ -36,6 +36,9 @@ struct SOverlayed {
     }
 };
 
+static_assert(std::is_same_v<decltype(std::declval<IConfig&>().Get("k", "text")), bool>,
+              "the headers warn of this, and would warn in vain");
+
 /// Every Get of "k", each with a default that no document holds.
 std::string Answers(const IReadOnlyConfig& config) {
     std::ostringstream answers;

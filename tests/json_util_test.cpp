@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <locale>
 
 #include <tamsel/errors.h>
 
@@ -60,6 +61,8 @@ std::string Load(const std::shared_ptr<CMemoryStream>& stream, TConfigMap& map) 
         return "CInvalidConfig";
     } catch (const Json::LogicError&) {
         return "Json::LogicError";
+    } catch (const Json::RuntimeError&) {
+        return "Json::RuntimeError";
     }
 }
 
@@ -103,18 +106,35 @@ TEST(ConfigFile, TextBecomesAMapOrAnErrorAndAMapBecomesText) {
     }
 }
 
-TEST(ConfigFile, WhatARewriteLosesIsKnown) {
+TEST(ConfigFile, WhatARewriteOrALocaleLosesIsKnown) {
+    struct SComma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+    const std::locale comma(std::locale::classic(), new SComma);
+    Json::Value deep;
+    for (int level = 0; level < 1000; ++level) {
+        Json::Value outer;
+        outer[0] = std::move(deep);
+        deep = std::move(outer);
+    }
     const struct {
         Json::Value value;
         const char* result;
-    } rows[] = {
-        {NAN, "k=null"}, {INFINITY, "CInvalidConfig"}, {"a\xFFz", R"(k="a\ufffdz")"}, {5U, "k=5"}};
-    for (const auto& [value, result] : rows) {
+        std::locale locale = std::locale::classic();
+    } rows[] = {{NAN, "k=null"},
+                {INFINITY, "CInvalidConfig"},
+                {5U, "k=5"},
+                {"a\xFFz", "k=\"a\\ufffdz\""},
+                {deep, "Json::RuntimeError"},
+                {2.5, "k=2.0", comma}};
+    for (const auto& [value, result, locale] : rows) {
         const auto stream = std::make_shared<CMemoryStream>();
         TConfigMap readBack;
+        const std::locale before = std::locale::global(locale);
         JsonUtil::WriteConfig(stream, {{"k", value}});
         EXPECT_EQ(Load(stream, readBack), result);
         EXPECT_NE(readBack["k"], value);
+        std::locale::global(before);
     }
 }
 

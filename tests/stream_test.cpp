@@ -2,9 +2,12 @@
 #include <tamsel/file_stream.h>
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/file.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -147,4 +150,36 @@ TEST(Watch, TellsOnceOfModificationsAndOfNothingElse) {
         EXPECT_TRUE(stream.Write("to whatever the path names")) << command;
         EXPECT_EQ(stream.HasChanged(), isFollowed == "yes") << command;
     }
+}
+
+TEST(Watch, OnOverlayfsSeesTheMergedPathAndNotTheLayersBelow) {
+    const CTempRoot root;
+    for (const char* folder : {"upper", "work", "merged"}) fs::create_directory(root.Path(folder));
+    root.Put("lower/file", "old");
+    const std::string layers = "lowerdir=" + root.Path("lower") +
+                               ",upperdir=" + root.Path("upper") + ",workdir=" + root.Path("work");
+    const auto mounted = [&](const std::function<bool()>& work) {
+        return Join(Spawn([&] {
+            const std::string merged = root.Path("merged");
+            return unshare(CLONE_NEWNS) == 0 && mount("", "/", "", MS_REC | MS_PRIVATE, "") == 0 &&
+                   mount("overlay", merged.c_str(), "overlay", 0, layers.c_str()) == 0 && work();
+        }));
+    };
+    if (!mounted([] { return true; })) GTEST_SKIP() << "may not mount";
+    EXPECT_TRUE(mounted([&] {
+        CFileStream stream(root.Path("merged/file"));
+        const bool isSeen = stream.Write("copied up") && stream.HasChanged();
+        return isSeen && WriteFile(root.Path("upper/file"), "below") && !stream.HasChanged();
+    }));
+}
+
+TEST(File, ReadabilityIsTheRealUsersAlsoInASetUserIdProgram) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root to become two users";
+    const CTempRoot root;
+    const std::string path = root.Put("file", "old");
+    fs::permissions(path, fs::perms(0600));
+    EXPECT_TRUE(Join(Spawn([&] {
+        std::string content;
+        return setresuid(65534, 0, 0) == 0 && !IsReadable(path) && ReadFile(path, content);
+    })));
 }
