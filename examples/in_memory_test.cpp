@@ -38,7 +38,7 @@ int main() {
     isGood &= Check(config.Get("speed", 0) == 1, "after the fastest comes the slowest");
     isGood &= Check(overlay->text == "{\n\t\"speed\" : 1\n}", "only the change is written");
 
-    overlay->refuseCall = 3;  // after the constructor's read and the first write
+    overlay->isNextRefused = true;
     isGood &= Check(!SpeedUp(config), "a full disk is noticed");
     isGood &= Check(config.Get("speed", 0) == 2, "and the device goes on with the new speed");
     return isGood ? 0 : 1;

@@ -1,58 +1,49 @@
 // SPDX-License-Identifier: MIT
-// What is left after each system call that fails, each kill, each signal, and a hundred thousand
-// rounds.
+// What is left after a callback that fails, a kill, a storm of signals, and a hundred thousand rounds.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <functional>
+#include <map>
 #include <random>
+#include <system_error>
 #include <thread>
+#include <vector>
 
 #include <tamsel/tamsel.h>
 
 #include "crash_safe_stream.h"
-#include "support/cases.h"
+#include "memory_stream.h"
 #include "support/process.h"
-#include "support/refuse.h"
 #include "support/temp_root.h"
+#include "support/text.h"
 
 using namespace Tamsel;
 
-TEST(Fault, EachRefusedCallHasItsResultAndLeavesNothingBehind) {
-    using TAct = std::function<std::string(IConfig&, const std::string& root)>;
-    const std::map<std::string, TAct> acts = {
-        {"Set", [](auto& config, auto&) { return config.Set("k", 2), "done"; }},
-        {"Create", [](auto&, auto& root) { return Create("other", root), "done"; }},
-        {"HasChanged", [](auto& config, auto&) { return config.HasChanged() ? "yes" : "no"; }},
-        {"Reload", [](auto& config, auto&) { return config.Reload(), "done"; }},
-        {"Size",
-         [](auto& config, auto&) { return std::to_string(config.GetOverlayedFileSize()); }}};
-    for (const auto& [act, call, error, result, calls, k, file] : Cases<7>("faults.txt")) {
-        const CTempRoot root;
-        const std::string path = root.Put("data/config/name.json", R"({"k":1})");
-        const auto config = Create("name", root.Path());
-        const long descriptors = CountDescriptors();
-        std::string outcome;
-        const std::string made = CallsOf(call, error, [&, act = act] {
-            try {
-                outcome = acts.at(act)(*config, root.Path());
-            } catch (const std::runtime_error& failure) {
-                outcome = Replaced(failure.what(), root.Path(), "");
-            }
-        });
-        const std::string what = act + ", " + call + " refused: " + result;
-        EXPECT_EQ(outcome, result) << what;
-        EXPECT_EQ(made, calls) << what;
-        EXPECT_EQ(std::to_string(config->Get("k", 0)), k) << what;
-        EXPECT_EQ(root.Text("data/config/name.json"), file) << what;
-        EXPECT_EQ(CountDescriptors(), descriptors) << what;
-        EXPECT_TRUE(IsUnlocked(path)) << what;
-        config->Set("k", 3);
-        EXPECT_EQ(Create("name", root.Path())->Get("k", 0), 3) << what;
+TEST(Fault, CallbackThatFailsLeavesTheChangeInMemoryAndTheLockFree) {
+    const std::function<void(IConfig&)> misdeeds[] = {
+        [](IConfig&) { throw std::system_error(EDOM, std::generic_category()); },
+        [](IConfig& own) { own.Get("k", 0); }, [](IConfig& own) { own.GetAllConfigKeys(); },
+        [](IConfig& own) { own.Set("k", 0); }};
+    const auto overlay = std::make_shared<CMemoryStream>();
+    std::function<void(IConfig&)> callback;
+    COverlayedConfig config(std::make_shared<CMemoryStream>(), overlay,
+                            [&](const std::string&, const Json::Value&) { callback(config); });
+    int value = 0;
+    for (const auto& misdeed : misdeeds) {
+        callback = misdeed;
+        EXPECT_THROW(config.Set("k", ++value), std::system_error);
+        EXPECT_EQ(config.Get("k", 0), value);
+        EXPECT_EQ(overlay->writes, 0);
     }
+    callback = [](IConfig&) {};
+    config.Set("next", 1);
+    EXPECT_EQ(OneLine(Parse(overlay->text)), R"({"k":4,"next":1})");
 }
 
 TEST(Fault, KilledWriterLeavesAWholeEmptyOrCutFileAndACrashSafeStreamAWholeOne) {

@@ -40,7 +40,7 @@ T* Real(T* /*own*/, const char* name) {
 std::string CallsOf(const std::string& refused, const std::string& error,
                     const std::function<void()>& work) {
     int number = 0;
-    while (!error.empty() && strerrorname_np(++number) != error) {
+    while (error != "-" && strerrorname_np(++number) != error) {
     }
     g_refusal = {true, refused, number, ""};
     work();

@@ -6,19 +6,18 @@
 #include <sstream>
 #include <string>
 
+/// Gives `text` with every `from` replaced by `to`.
+inline std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
 inline Json::Value Parse(const std::string& text) {
     Json::Value value;
     std::istringstream(text) >> value;
     return value;
-}
-
-/// Gives what jsoncpp has to say against a text.
-inline std::string ParserText(const std::string& text) {
-    std::istringstream input(text);
-    Json::Value ignored;
-    std::string errors;
-    Json::parseFromStream(Json::CharReaderBuilder(), input, &ignored, &errors);
-    return errors;
 }
 
 inline std::string OneLine(const Json::Value& value) {
