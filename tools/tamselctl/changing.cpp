@@ -93,6 +93,21 @@ Json::Value InPlaceOf(const Json::Value& held, const std::string& key, const Jso
     return held.type() == Json::realValue ? Json::Value(given.asDouble()) : given;
 }
 
+/// Puts into the overlay what is given and not held already, and into `given` what is then held.
+/// Tells whether the overlay changed.
+bool Merge(SLayers& layers, Tamsel::TConfigMap& given, bool isForced) {
+    const Tamsel::TConfigMap merged = layers.Merged();
+    bool isChanged = false;
+    for (auto& [key, value] : given) {
+        const Json::Value* const held = Find(merged, key);
+        if (held != nullptr && !isForced) value = InPlaceOf(*held, key, value);
+        if (held != nullptr && *held == value) continue;
+        layers.overlay[key] = value;
+        isChanged = true;
+    }
+    return isChanged;
+}
+
 template <typename TWrite>
 void Write(const SFiles& files, TWrite write) {
     try {
@@ -161,16 +176,7 @@ EExit Import(const SRequest& request) {
     CatchStopSignals();
 
     SLayers layers = ReadLayers(files);
-    const Tamsel::TConfigMap merged = layers.Merged();
-    bool isChanged = false;
-    for (auto& [key, value] : given) {
-        const Json::Value* const held = Find(merged, key);
-        if (held != nullptr && !request.isForced) value = InPlaceOf(*held, key, value);
-        if (held != nullptr && *held == value) continue;
-        layers.overlay[key] = value;
-        isChanged = true;
-    }
-    if (!isChanged) return EExit::Done;
+    if (!Merge(layers, given, request.isForced)) return EExit::Done;
     const auto overlay = std::make_shared<Tamsel::CFileStream>(files.overlay);
     Write(files, [&] { Tamsel::JsonUtil::WriteConfig(overlay, layers.overlay); });
     if (request.isVerified) Verify(files, given);

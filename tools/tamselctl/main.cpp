@@ -159,8 +159,9 @@ EExit Main(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) return ReportUsage(error.what());
-        (void)app.exit(error);  // help and version
-        return EExit::Done;
+        (void)app.exit(error);  // prints the help or the version
+        if (std::cout.flush()) return EExit::Done;
+        return Report(EExit::WriteFailed, "standard output: write failed");
     }
     if (chosen == nullptr) return ReportUsage("COMMAND is required");
     if (!request.root.empty() && request.root.back() != '/') request.root += '/';
