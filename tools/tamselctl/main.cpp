@@ -58,9 +58,9 @@ constexpr SCommand Commands[] = {
 
 const char* const Footer =
     "Options may also stand behind COMMAND; COMMAND --help tells what it takes.\n"
-    "Exit code: 0 done, 1 key absent or difference found, 2 usage, 3 wrong type, 4 a file does "
-    "not\n"
-    "parse, 5 access denied, 6 write or verification failed. More in tamselctl(1).";
+    "Exit code: 0 done, 1 key absent or difference found, 2 usage, 3 wrong type,\n"
+    "4 a file does not parse, 5 access denied, 6 write or verification failed.\n"
+    "More in tamselctl(1).";
 
 void AddPositionals(CLI::App& command, unsigned int takes, SRequest& request) {
     command.add_option("NAME", request.name, "Configuration, the files' name without .json")
