@@ -157,6 +157,9 @@ EExit Main(int argc, char** argv) {
     AddCommands(app, request, chosen);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::ExtrasError&) {
+        // The error's own text has them in reverse.
+        return ReportUsage("not expected: " + CLI::detail::join(app.remaining(true), " "));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) return ReportUsage(error.what());
         (void)app.exit(error);  // prints the help or the version

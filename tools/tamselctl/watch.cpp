@@ -117,6 +117,19 @@ bool IsWanted(const SRequest& request, const std::string& key) {
     return keys.empty() || std::find(keys.begin(), keys.end(), key) != keys.end();
 }
 
+/// Prints the wanted changes, until `seen` of them are as many as asked for. Tells whether they
+/// are.
+bool PrintChanges(const SRequest& request, const std::vector<SChange>& changes,
+                  unsigned int& seen) {
+    for (const SChange& change : changes) {
+        if (!IsWanted(request, change.key)) continue;
+        Print(change, request.asJson);
+        if (++seen == request.count) return true;
+    }
+    FlushOutput();
+    return false;
+}
+
 }  // namespace
 
 EExit Watch(const SRequest& request) {
@@ -130,14 +143,8 @@ EExit Watch(const SRequest& request) {
     Tamsel::TConfigMap former;
     unsigned int seen = 0;
     while (!IsStopAsked()) {
-        if (StepIfReadable(follower, former)) {
-            for (const SChange& change : Changes(former, follower.Values())) {
-                if (!IsWanted(request, change.key)) continue;
-                Print(change, request.asJson);
-                if (++seen == request.count) return EExit::Done;
-            }
-            FlushOutput();
-        }
+        const bool isChanged = StepIfReadable(follower, former);
+        if (isChanged && PrintChanges(request, Changes(former, follower.Values()), seen)) break;
         if (std::chrono::duration<double>(TClock::now() - begin).count() >= request.timeout) {
             return request.count == 0 ? EExit::Done : EExit::AbsentOrDifferent;
         }
