@@ -10,7 +10,10 @@
 #include <cxxabi.h>
 
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <locale>
 #include <set>
 #include <sstream>
 
@@ -40,6 +43,7 @@ struct SWorld {
     std::shared_ptr<IConfig> config;        // and can be changed
     std::shared_ptr<IFileStream> stream;
     std::string told;
+    std::string misdeed;  // what the callback does beside
 };
 
 std::string YesNo(bool isYes) { return isYes ? "yes" : "no"; }
@@ -115,6 +119,7 @@ std::string Shell(const std::string& command) {
     return output;
 }
 
+std::string Call(SWorld& world, const std::string& call);
 std::string Play(SWorld& world, const std::string& call);
 
 using TWords = std::istringstream;
@@ -155,6 +160,7 @@ std::string Open(SWorld& world, TWords& words) {
     const auto arguments = Arguments(words);
     const TChangeCallback tell = [&](const std::string& key, const Json::Value& value) {
         world.told += key + "=" + OneLine(value) + " ";
+        if (!world.misdeed.empty()) Call(world, world.misdeed);
     };
     if (world.isInMemory) {
         world.config = std::make_shared<COverlayedConfig>(world.etc, world.data, tell);
@@ -213,6 +219,36 @@ std::string Within(SWorld& world, TWords& words) {
     return answer;
 }
 
+/// Plays a call as a real and an effective user, where root may become them.
+TOperation As(uid_t real, uid_t effective) {
+    return [=](SWorld& world, TWords& words) {
+        const CAsUser user(real, effective);
+        return Play(world, Rest(words));
+    };
+}
+
+/// Sets "k" to arrays in arrays, so many levels of them.
+std::string Nested(SWorld& world, TWords& words) {
+    Json::Value value;
+    for (int level = std::stoi(Word(words)); level > 0; --level) {
+        Json::Value outer(Json::arrayValue);
+        outer.append(std::exchange(value, {}));
+        value = std::move(outer);
+    }
+    return world.config->Set("k", value), "";
+}
+
+/// Plays a call under a global locale with a decimal comma.
+std::string Comma(SWorld& world, TWords& words) {
+    struct SComma : std::numpunct<char> {
+        char do_decimal_point() const override { return ','; }
+    };
+    const std::locale before = std::locale::global({std::locale::classic(), new SComma});
+    const std::string answer = Play(world, Rest(words));
+    std::locale::global(before);
+    return answer;
+}
+
 const std::map<std::string, TOperation> Operations = {
     {"etc", Put("etc", &SWorld::etc)},
     {"data", Put("data", &SWorld::data)},
@@ -261,11 +297,12 @@ const std::map<std::string, TOperation> Operations = {
          return YesNo(world.stream->Write(std::string(std::stoul(Word(words)), 'x')));
      }},
     {"sh", [](auto&, auto& words) { return Shell(Rest(words)); }},
-    {"nobody",
-     [](auto& world, auto& words) {
-         const CAsNobody nobody;
-         return Play(world, Rest(words));
-     }},
+    {"nobody", As(Nobody, Nobody)},
+    {"set-user-id", As(Nobody, 0)},
+    {"misdeed", [](auto& world, auto& words) { return world.misdeed = Rest(words), ""; }},
+    {"throw", [](auto&, auto&) -> std::string { throw std::runtime_error("thrown"); }},
+    {"nested", Nested},
+    {"comma", Comma},
     {"refused",
      [](auto& world, auto& words) {
          world.data->isNextRefused = true;
@@ -275,9 +312,13 @@ const std::map<std::string, TOperation> Operations = {
     {"within", Within},
 };
 
-std::string Play(SWorld& world, const std::string& call) try {
+std::string Call(SWorld& world, const std::string& call) {
     TWords words(call);
     return Operations.at(Word(words))(world, words);
+}
+
+std::string Play(SWorld& world, const std::string& call) try {
+    return Call(world, call);
 } catch (const std::exception& error) {
     const std::unique_ptr<char, void (*)(void*)> name(
         abi::__cxa_demangle(typeid(error).name(), nullptr, nullptr, nullptr), std::free);
@@ -306,9 +347,28 @@ void PlayBlock(const std::vector<std::string>& block, bool isInMemory) {
     EXPECT_EQ(CountDescriptors(), descriptors) << block[0];
 }
 
+template <typename T, typename = void>
+constexpr bool IsOffered = false;
+template <typename T>
+constexpr bool IsOffered<T, std::void_t<decltype(JsonUtil::GetValueAsType<T>("", {}))>> = true;
+static_assert(IsOffered<int> && IsOffered<Json::Value> && !IsOffered<long> && !IsOffered<char>);
+static_assert(std::is_same_v<decltype(std::declval<IConfig&>().Get("k", "text")), bool>,
+              "the headers warn of this, and would warn in vain");
+
 class Scenario : public testing::TestWithParam<const char*> {};
 
 }  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size);
+
+TEST(ConfigFile, WorstFilesKnownEndInAMapOrAnError) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(TAMSEL_TEST_FOLDER "/fuzz/corpus")) {
+        std::ifstream file(entry.path());
+        const std::string text(std::istreambuf_iterator<char>(file), {});
+        LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    }
+}
 
 TEST_P(Scenario, IsPlayed) {
     std::ifstream file(TAMSEL_TEST_FOLDER "/scenarios/" + std::string(GetParam()) + ".txt");
@@ -330,6 +390,7 @@ TEST_P(Scenario, IsPlayed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Scenario,
-                         testing::Values("changes", "documents", "factories", "faults", "files",
-                                         "layers", "refusals", "values", "watch"),
+                         testing::Values("changes", "documents", "callbacks", "losses", "factories",
+                                         "faults", "files", "layers", "refusals", "values",
+                                         "watch"),
                          [](const auto& file) { return std::string(file.param); });

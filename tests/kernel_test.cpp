@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What is left after a callback that fails, a kill, a storm of signals, and a hundred thousand rounds.
+// What the kernel adds: kills, signals, locks, mounts, and a hundred thousand rounds.
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <array>
@@ -25,28 +28,7 @@
 
 using namespace Tamsel;
 
-TEST(Fault, CallbackThatFailsLeavesTheChangeInMemoryAndTheLockFree) {
-    const std::function<void(IConfig&)> misdeeds[] = {
-        [](IConfig&) { throw std::system_error(EDOM, std::generic_category()); },
-        [](IConfig& own) { own.Get("k", 0); }, [](IConfig& own) { own.GetAllConfigKeys(); },
-        [](IConfig& own) { own.Set("k", 0); }};
-    const auto overlay = std::make_shared<CMemoryStream>();
-    std::function<void(IConfig&)> callback;
-    COverlayedConfig config(std::make_shared<CMemoryStream>(), overlay,
-                            [&](const std::string&, const Json::Value&) { callback(config); });
-    int value = 0;
-    for (const auto& misdeed : misdeeds) {
-        callback = misdeed;
-        EXPECT_THROW(config.Set("k", ++value), std::system_error);
-        EXPECT_EQ(config.Get("k", 0), value);
-        EXPECT_EQ(overlay->writes, 0);
-    }
-    callback = [](IConfig&) {};
-    config.Set("next", 1);
-    EXPECT_EQ(OneLine(Parse(overlay->text)), R"({"k":4,"next":1})");
-}
-
-TEST(Fault, KilledWriterLeavesAWholeEmptyOrCutFileAndACrashSafeStreamAWholeOne) {
+TEST(Kill, KilledWriterLeavesAWholeEmptyOrCutFileAndACrashSafeStreamAWholeOne) {
     const std::string texts[] = {R"({"k":")" + std::string(20000, 'a') + "\"}",
                                  R"({"k":")" + std::string(30000, 'b') + "\"}"};
     std::mt19937 random(7);  // NOLINT(bugprone-random-generator-seed): the same kills each time
@@ -149,4 +131,44 @@ TEST(Soak, ManyRoundsLeaveDescriptorsAndMemoryAsTheyWere) {
     while (std::chrono::steady_clock::now() < end) Create("n", root.Path())->Get("k", 0);
     EXPECT_EQ(CountDescriptors(), descriptors);
     EXPECT_LE(mallinfo2().uordblks, memory + 10000);
+}
+
+TEST(Lock, WriterWaitsForALockWhileTheOldContentStands) {
+    const CTempRoot root;
+    const std::string path = root.Put("file", "old");
+    FILE* const other = fopen(path.c_str(), "r");
+    ASSERT_EQ(flock(fileno(other), LOCK_EX), 0);
+    const pid_t writer = Spawn([&] { return WriteFile(path, "new"); });
+    const std::string waiting = "WRITE " + std::to_string(writer) + " ";
+    std::string locks;
+    EXPECT_TRUE(Eventually([&] {
+        return ReadFile("/proc/locks", locks) && locks.find(waiting) != std::string::npos;
+    }));
+    EXPECT_EQ(root.Text("file"), "old");
+    flock(fileno(other), LOCK_UN);
+    EXPECT_TRUE(Join(writer));
+    EXPECT_EQ(root.Text("file"), "new");
+    fclose(other);
+}
+
+TEST(Watch, OnOverlayfsSeesTheMergedPathAndNotTheLayersBelow) {
+    const CTempRoot root;
+    for (const char* folder : {"upper", "work", "merged"})
+        std::filesystem::create_directory(root.Path(folder));
+    root.Put("lower/file", "old");
+    const std::string layers = "lowerdir=" + root.Path("lower") +
+                               ",upperdir=" + root.Path("upper") + ",workdir=" + root.Path("work");
+    const auto mounted = [&](const std::function<bool()>& work) {
+        return Join(Spawn([&] {
+            const std::string merged = root.Path("merged");
+            return unshare(CLONE_NEWNS) == 0 && mount("", "/", "", MS_REC | MS_PRIVATE, "") == 0 &&
+                   mount("overlay", merged.c_str(), "overlay", 0, layers.c_str()) == 0 && work();
+        }));
+    };
+    if (!mounted([] { return true; })) GTEST_SKIP() << "may not mount";
+    EXPECT_TRUE(mounted([&] {
+        CFileStream stream(root.Path("merged/file"));
+        const bool isSeen = stream.Write("copied up") && stream.HasChanged();
+        return isSeen && WriteFile(root.Path("upper/file"), "below") && !stream.HasChanged();
+    }));
 }
