@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Plays the scenarios of tests/scenarios/: a call a line, and behind "=>" what it answers.
 //
-// A blank line begins a fresh world, a private folder with the files of the configuration "n". It is
-// played again with documents in memory in their place, unless the block begins with "disk" or
+// A blank line begins a fresh world, a private folder with the files of the configuration "n". It
+// is played again with documents in memory in their place, unless the block begins with "disk" or
 // "memory", and must answer alike. `\n` and `\t` stand for the characters.
 #include <gtest/gtest.h>
 #include <sys/resource.h>

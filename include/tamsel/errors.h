@@ -8,22 +8,26 @@
 /// \file
 /// The failures that this library reports, each a class of its own over a standard base. The class
 /// tells the kind of failure, `what()` names the key or the file. Nothing below the caller catches
-/// them.
+/// them. K, P and T stand for a key, a path and the name of a type.
 ///
-/// | Thrown by | Class | `what()` |
-/// | --- | --- | --- |
-/// | `Get` on a value of another type | `CTypeError` | `Config option with key 'K' is not a T` |
-/// | stores and factories, `Reload` | `CInvalidConfig` | `Failed to read config file 'P' with the
-/// following error:`, a newline, the parser's text | | `Set`, `Restore`, `Erase` | `CInvalidConfig`
-/// | `Failed to write config file 'P'` | | streams and factories | `CAccessDenied` | `Failed to
-/// open file 'P' for reading.` | | `CFileStream`, `Create` | `CAccessDenied` | `Failed to create
-/// file 'P'.` | | `GetFileSize`, `GetOverlayedFileSize` | `CAccessDenied` | `Failed to access file
-/// 'P'.` | | `CFileStream`, `Create` | `CInotifyHandlingError` | `Failed to init inotify` or
-/// `Failed set watch on P` | | `HasChanged` | `CInotifyHandlingError` | `Failed reading inotify` |
+/// - `CTypeError`
+///   - "Config option with key 'K' is not a T": `Get`, `GetValueAsType`
+/// - `CInvalidConfig`
+///   - "Failed to read config file 'P' with the following error:", a newline and the parser's text:
+///     stores, factories, `Reload`, `ReadConfig`
+///   - "Failed to write config file 'P'": `Set`, `Restore`, `Erase`, `WriteConfig`
+/// - `CAccessDenied`
+///   - "Failed to open file 'P' for reading.": streams, factories
+///   - "Failed to create file 'P'.": `CFileStream`, `Create`
+///   - "Failed to access file 'P'.": `GetFileSize`, `GetOverlayedFileSize`
+/// - `CInotifyHandlingError`
+///   - "Failed to init inotify", "Failed set watch on P": `CFileStream`, `Create`
+///   - "Failed reading inotify": `HasChanged`
 ///
-/// Three more can pass through: `Json::Exception` from jsoncpp (a file whose top level is neither
-/// an object nor null: `Json::LogicError`; nesting deeper than 1000 levels: `Json::RuntimeError`),
-/// `std::system_error` from a lock that would wait for its own thread, and `std::bad_alloc`.
+/// These pass through unchanged: `Json::LogicError` for a file whose top level is neither an object
+/// nor null, `Json::RuntimeError` for one nested too deep, `std::system_error` from a lock that
+/// would wait for its own thread, `std::bad_alloc`, and whatever a change callback or a stream of
+/// your own throws.
 
 namespace Tamsel {
 

@@ -11,30 +11,40 @@
 /// \file
 /// Start here: a configuration's name becomes an object that answers.
 ///
-/// | File | Path | Used by |
-/// | --- | --- | --- |
-/// | defaults, never written | `rootPath` + `etc/` + `subDirectory` + `/` + `name` + `.json` |
-/// `Create`, and `CreateStaticOnly` with the sub-directory `config` | | overlay, holds the changes
-/// | `rootPath` + `data/` + `subDirectory` + `/` + `name` + `.json` | `Create` |
+/// | File | Path |
+/// | --- | --- |
+/// | defaults, never written | `rootPath` + "etc/" + `subDirectory` + "/" + `name` + ".json" |
+/// | overlay, holds the changes | `rootPath` + "data/" + `subDirectory` + "/" + `name` + ".json" |
+///
+/// `Create` uses both; `CreateStaticOnly` the defaults alone, always in the sub-directory "config".
 ///
 /// Paths are joined as plain text and nothing is checked. `rootPath` is a prefix: give it with its
-/// trailing slash, for `/opt/unit` would read `/opt/unitetc/config/...`. An empty one makes the
-/// paths relative to the working directory. Each call builds a new, independent object; calls may
-/// run in any threads at once.
+/// trailing slash, for "/opt/unit" would read "/opt/unitetc/config/...". An empty one makes the
+/// paths relative, to the working directory of each moment: a program that changes it later writes
+/// elsewhere than it watches.
+///
+/// Each call builds a new, independent object; calls may run in any threads at once.
+///
+/// \warning Whether a file exists and may be read is asked for the real user, but the effective
+/// user opens it. In a set-user-ID program a file that the effective user may not open reads as one
+/// without keys, and an overlay that the real user cannot see is emptied. Give such a program one
+/// user before it comes here. A directory in a file's place, and a file that cannot be opened for
+/// want of a descriptor, read as one without keys too.
 
 namespace Tamsel {
 
-/// The root path of the `Create` overload that takes none: "/".
+/// The root path of the `Create` overload that takes none: "/". In a static build, this and the
+/// next may not be made yet while other static objects are.
 extern TAMSEL_API const std::string DefaultRootPath;
 
 /// The sub-directory of the `Create` overloads that take none: "config".
 extern TAMSEL_API const std::string DefaultSubDirectory;
 
-/// Reads `rootPath` + `etc/config/` + `name` + `.json` once, and gives a configuration that answers
-/// from it. Nothing is created, written or watched. A missing file, an empty one, and one that
-/// holds `null` give a configuration without keys.
+/// Reads the defaults file, `rootPath` + "etc/config/" + `name` + ".json", once, and gives a
+/// configuration that answers from it. Nothing is created, written or watched. A missing file, an
+/// empty one, and one that holds `null` give a configuration without keys.
 ///
-/// \throws CAccessDenied the file exists and this process's real user may not read it
+/// \throws CAccessDenied the file exists and may not be read
 /// \throws CInvalidConfig the text does not parse
 /// \throws Json::Exception jsoncpp refuses the document, see `JsonUtil::ReadConfig`
 TAMSEL_API std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& name,
@@ -54,15 +64,17 @@ TAMSEL_API std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& 
 /// without changes, and no error. One that is cut short does not parse, and `Create` throws until
 /// someone mends or empties it.
 ///
-/// \throws CAccessDenied a file exists and this process's real user may not read it, or the overlay
-/// is missing and cannot be created
+/// \throws CAccessDenied a file exists and may not be read, or the overlay is missing and cannot be
+/// created
 /// \throws CInotifyHandlingError no inotify instance or no watch is to be had; each object holds
-/// one instance, and Linux allows a user 128 by default \throws CInvalidConfig the text of either
-/// file does not parse \throws Json::Exception jsoncpp refuses either document, see
-/// `JsonUtil::ReadConfig`
+/// one instance, and Linux allows a user 128 by default
+/// \throws CInvalidConfig the text of either file does not parse
+/// \throws Json::Exception jsoncpp refuses either document, see `JsonUtil::ReadConfig`
 /// @{
 
-/// With `callback` told of each change that `Set` makes. An empty one is never called.
+/// With `callback` told of each change that `Set` makes. An empty one is never called; where a
+/// callback and a sub-directory are both possible, `{}` and `nullptr` are ambiguous: use the
+/// overload without a callback.
 TAMSEL_API std::shared_ptr<IConfig> Create(const std::string& name, const std::string& rootPath,
                                            const std::string& subDirectory,
                                            TChangeCallback callback);

@@ -29,15 +29,17 @@ public:
     bool Read(std::string& content) override;
 
 private:
-    std::string m_path;
+    const std::string m_path;
 };
 
 /// The stream over a file that is read, written and watched.
 ///
 /// No file stays open between calls. The watch is one inotify instance, held from construction to
 /// destruction: Linux allows a user 128 of them by default, and giving one up can take some
-/// milliseconds. Its descriptor is inherited across `exec`, so a program that starts others closes
-/// it there.
+/// milliseconds. Its descriptor is inherited: a program that is started by `exec` has it open to no
+/// use, and a child of `fork` shares it, so that asking there takes notifications from the parent
+/// and destroying the stream there ends the parent's watch. Leave such a child by `exec` or
+/// `_exit`.
 ///
 /// The watch follows the file, not its name. It ends for good when the file is deleted or replaced
 /// by a rename, as `sed -i`, `mv` and most editors do: `HasChanged` then tells false for ever,
@@ -52,7 +54,8 @@ public:
     /// directory is not created), and begins to watch it. A file that may be read but not written
     /// is accepted: `Write` then tells false. When this throws, no descriptor stays open, but a
     /// file that it created stays. A file that someone else creates and fills between the look and
-    /// the creation is emptied.
+    /// the creation is emptied, and so is one that the effective user can write but the real user
+    /// cannot see.
     ///
     /// \throws CAccessDenied the file is missing and cannot be created, or this process's real user
     /// may not read it
@@ -79,7 +82,9 @@ public:
 
     /// Tells whether anyone, this stream included, wrote to the file or truncated it since the
     /// previous call, or since construction. Takes every notification so far and never waits. A
-    /// change of mode or times, a reader, or a neighbour in the directory is not a modification.
+    /// change of mode, owner or access time, a reader, or a neighbour in the directory is not a
+    /// modification; the kernel counts a change of the modification time alone as one (`touch -m`),
+    /// and does not see writes through a memory mapping or by another machine.
     ///
     /// \throws CInotifyHandlingError the notifications cannot be read; those taken before are lost
     bool HasChanged() override;

@@ -9,11 +9,12 @@
 /// Whole files by path. Every function opens the file anew and closes it before it returns, tells
 /// success by its result, never throws for a problem of the file, and may be called from any
 /// thread. Paths go to the system as they are, up to a first NUL; symbolic links are followed.
-/// Running out of memory throws `std::bad_alloc`.
+/// Running out of memory throws `std::bad_alloc`, or cuts short what `ReadFile` reads.
 
 namespace Tamsel {
 
-/// Tells whether something exists at `path`, and that its directory lets us see it.
+/// Tells whether something exists at `path`, and its directories let the real user see it (as for
+/// `IsReadable`).
 TAMSEL_API bool Exists(const std::string& path);
 
 /// Tells whether this process may read the file. The kernel judges by the real user, not the
@@ -39,19 +40,21 @@ TAMSEL_API bool ReadFile(const std::string& path, std::string& content);
 /// locked by `flock`: calls for one file, in any thread or process, follow one another. The lock is
 /// advisory, binds only those who take it too, and is waited for without limit.
 ///
-/// Tells false, with the file as it was, when it cannot be opened or locked (a signal whose handler
-/// has no `SA_RESTART` ends the waiting) or emptied. Tells false, with the file cut short, when not
-/// every byte was taken.
+/// Tells false, with the file as it was (a missing one may have been created, empty), when it
+/// cannot be opened, locked or emptied; a signal whose handler has no `SA_RESTART` ends the waiting
+/// for the lock. Tells false, with the file cut short, when not every byte was taken.
 ///
 /// \warning True means that the bytes were taken, not that they are on the disk: results of the
-/// flush and the synchronisation are not looked at. On a full disk a text smaller than stdio's
-/// buffer (4096 bytes with glibc on most file systems) is reported as written, and the file is then
-/// empty. And nothing here is atomic: a crash, a kill or a power cut between the discarding and the
-/// end of the synchronisation can leave the file empty or cut short.
+/// flush and the synchronisation are not looked at. On a full disk the last part of a text, smaller
+/// than stdio's buffer (4096 bytes with glibc on most file systems), is reported as written, and
+/// the file is then cut short, or empty when that part was all. And nothing here is atomic: a
+/// crash, a kill or a power cut between the discarding and the end of the synchronisation can leave
+/// the file empty or cut short.
 TAMSEL_API bool WriteFile(const std::string& path, const std::string& content);
 
-/// Puts the size of the file into `size`, in bytes, modulo 2^32. Tells whether the file could be
-/// opened for reading; if not, `size` is untouched.
+/// Puts the size of the file into `size`, in bytes, modulo 2^32; 4294967295 for what has none, as a
+/// directory or a pipe. Tells whether the file could be opened for reading; if not, `size` is
+/// untouched.
 TAMSEL_API bool GetSize(const std::string& path, unsigned int& size);
 
 }  // namespace Tamsel

@@ -30,11 +30,11 @@ public:
     /// converted between kinds. A number beyond the range of `float` comes back as an infinity, and
     /// digits beyond its precision are lost. The `Json::Value` overload gives whatever is held.
     ///
-    /// \warning Pass a text default as `std::string`. A literal chooses the `bool` overload without
-    /// a word from the compiler: `Get("name", "eth0")` asks for a boolean. Integers of a type not
-    /// listed here are ambiguous where they are not one of these types under another name: so
-    /// `int64_t` compiles on 32-bit ARM, where it is `long long`, and not on 64-bit Linux, where it
-    /// is `long`. Name the overload's own type, `5LL`, in code that is to build for both.
+    /// \warning Pass a text default as `std::string`. A literal, as any pointer, chooses the `bool`
+    /// overload without a word from the compiler: `Get("name", "eth0")` asks for a boolean. Types
+    /// narrower than `int`, `char` among them, and plain enumerations choose `int`. `long` is
+    /// ambiguous: so `int64_t` compiles on 32-bit ARM, where it is `long long`, and not on 64-bit
+    /// Linux, where it is `long`. Name an overload's own type, as `5LL` does, to build for both.
     ///
     /// \throws CTypeError the held value is not of that type; the `Json::Value` overload never
     /// throws it
@@ -74,7 +74,8 @@ public:
 /// A change rewrites the whole overlay file from this object's memory, so it also undoes what
 /// another process wrote since this object last read the file. Where several processes change one
 /// configuration, call `Reload` right before each change; even then the last writer wins. What a
-/// rewrite does to the file when the power fails, and what it keeps, is told at `WriteFile`.
+/// rewrite does to the file when the power fails is told at `WriteFile`, and what it keeps of a
+/// text at `JsonUtil::WriteConfig`.
 ///
 /// The virtual operations and their order are part of the binary interface.
 class TAMSEL_API IConfig : public IReadOnlyConfig {
@@ -83,7 +84,9 @@ public:
     ///
     /// Afterwards `key` is answered with `value`, and the overlay file holds it. In this order: the
     /// value enters the overlay in memory, the change callback is called, the file is written and
-    /// synchronised. Other threads' calls wait meanwhile.
+    /// synchronised. Other threads' calls wait meanwhile, all but `HasChanged` and
+    /// `GetOverlayedFileSize`; and all of them wait without limit while someone else holds the
+    /// file's lock.
     ///
     /// Nothing at all happens, no callback and no write, when the overlay holds an equal value, or
     /// when the key is not overridden and its default is equal. An overridden key that is set back
@@ -96,16 +99,16 @@ public:
     ///
     /// \warning A text literal chooses the `bool` overload, exactly as with `Get`: write
     /// `Set("name", std::string("eth0"))`. An infinity is written in a form that the parser then
-    /// refuses, so that the file cannot be read again; a NaN is written as `null`; bytes that are
-    /// not UTF-8 are written as U+FFFD; a `Json::Value` nested deeper than 1000 levels is written
-    /// but cannot be read again. Keep them out.
+    /// refuses, so that the file cannot be read again, and so is a `Json::Value` of more than 998
+    /// arrays or objects within one another; a NaN is written as `null`; text that is not UTF-8, in
+    /// keys too, is written as other characters and may take its neighbours with it. Keep them out.
     ///
     /// \throws CInvalidConfig the file cannot be opened, locked, emptied or written; memory holds
-    /// the new value, the callback was called, and the next successful change of any key writes
-    /// this one too
+    /// the new value, and the callback was called. Repeating the call does nothing, for memory
+    /// holds the value already; the next effective change of any key writes this one too
     /// \throws std::system_error as `Get`; nothing has changed
     /// \throws anything that the callback throws; memory holds the new value, and the file gets it
-    /// with the next successful change of any key
+    /// with the next effective change of any key
     /// @{
     virtual void Set(const std::string& key, bool value) = 0;
     virtual void Set(const std::string& key, unsigned int value) = 0;
@@ -122,7 +125,8 @@ public:
     /// defaults again. Tells whether the overlay held the key; if not, nothing is written. Does not
     /// call the change callback.
     ///
-    /// \throws CInvalidConfig the file cannot be written; memory no longer holds the override
+    /// \throws CInvalidConfig the file cannot be written; memory no longer holds the override, so
+    /// repeating the call does nothing
     /// \throws std::system_error as `Get`; nothing has changed
     virtual bool Restore(const std::string& key) = 0;
 
@@ -140,8 +144,8 @@ public:
     ///
     /// No file lock is taken: a reload that meets another process's write may find the file empty,
     /// which reads as an overlay without keys and is no error; or cut short, which throws; or,
-    /// beside two writes in a row, begun by one and ended by the other, which may even parse. Such
-    /// a write ends with another modification, so the next `HasChanged` tells true.
+    /// beside two writes in a row, begun by one and ended by the other, which may even parse.
+    /// Unless that writer dies there, a later `HasChanged` tells true.
     ///
     /// \warning A file that cannot be opened, be it for want of a free descriptor, also reads as
     /// empty, and the next change then writes an overlay without the former keys.

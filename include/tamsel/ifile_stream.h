@@ -12,8 +12,10 @@ namespace Tamsel {
 /// watched. `file_stream.h` has the streams over real files. Derive your own to keep a
 /// configuration anywhere else, or to test against.
 ///
-/// A stream is shared by pointer. Its text is bytes, unchanged: no character set, no line ends.
-/// The virtual operations and their order are part of the binary interface.
+/// A stream is shared by pointer. Its text is bytes, unchanged: no character set, no line ends. An
+/// overlayed configuration calls `Read` and `Write` one at a time, but `HasChanged` and
+/// `GetFileSize` from any thread beside them. The virtual operations and their order are part of
+/// the binary interface.
 
 /// What every stream can tell of its file.
 class TAMSEL_API IFileStreamBase {
@@ -23,7 +25,7 @@ public:
     /// Gives the name that error messages use.
     virtual std::string GetPath() const = 0;
 
-    /// Gives the current size in bytes.
+    /// Gives the current size in bytes, modulo 2^32.
     ///
     /// \throws CAccessDenied the file cannot be opened for reading
     virtual unsigned int GetFileSize() const = 0;

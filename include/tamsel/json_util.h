@@ -52,24 +52,26 @@ TAMSEL_API Json::Value GetValueAsType(const std::string& key, const Json::Value&
 /// Reads a configuration file: the members of its top-level object, each value copied whole.
 ///
 /// A document that cannot be opened, has no bytes, or holds `null` is a configuration without keys.
-/// Parsing is jsoncpp's with its default settings: comments and trailing commas are accepted, a
-/// member that occurs twice has its later value, and text behind the first value is ignored. White
-/// space alone does not parse. `stream` must not be empty.
+/// Parsing is jsoncpp's with its default settings: trailing commas are accepted, and comments in
+/// most places (not in an empty array, behind an array's trailing comma, or between a name and its
+/// colon); a member that occurs twice has its later value, and text behind the first value is
+/// ignored. White space alone does not parse. `stream` must not be empty.
 ///
 /// A C++ global locale with a decimal comma changes how jsoncpp reads numbers: 2.5 may fail to
-/// parse or lose its fraction.
+/// parse, lose its fraction, or, where the point separates thousands, 1.500 become 1500.
 ///
 /// \throws CInvalidConfig the text does not parse
 /// \throws Json::LogicError the top level is neither an object nor null
-/// \throws Json::RuntimeError values are nested deeper than 1000 levels
+/// \throws Json::RuntimeError values are nested deeper than 1000 levels, the top-level object and
+/// the innermost value included
 TAMSEL_API TConfigMap ReadConfig(const std::shared_ptr<IInputFileStream>& stream);
 
 /// Writes a configuration file: one object in jsoncpp's styled layout, its members in ascending
 /// byte order; a configuration without keys as `null`. It replaces the whole document by one
 /// `Write`, and neither reads nor merges what is there. `stream` must not be empty.
 ///
-/// \warning Not every value can be read back, see `IConfig::Set`. Comments beside a value are kept;
-/// those before and after the document are not in the map and so are lost.
+/// \warning Not every value can be read back, see `IConfig::Set`. A value's comments go with it, so
+/// a new value has none; those before and after the document are not in the map and so are lost.
 ///
 /// \throws CInvalidConfig the stream tells that the write failed
 TAMSEL_API void WriteConfig(const std::shared_ptr<IOutputFileStream>& stream,

@@ -21,7 +21,8 @@ namespace Tamsel {
 /// One reader-writer lock guards both layers, so any threads may use one object at once. `Get` and
 /// `Exists` hold it shared; `GetAllConfigKeys`, `Set`, `Restore`, `Erase` and `Reload` hold it
 /// alone, file work and change callback included; `HasChanged` and `GetOverlayedFileSize` do not
-/// take it. The lock is not recursive.
+/// take it. The lock is not recursive, and glibc's prefers readers: threads that ask without rest
+/// can keep a change waiting without limit.
 class TAMSEL_API COverlayedConfig : public IConfig {
 public:
     /// Reads the defaults, then the overlay; writes nothing and calls nothing back. Keeps its share

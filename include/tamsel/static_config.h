@@ -41,7 +41,7 @@ public:
     std::unordered_set<std::string> GetAllConfigKeys() const override;
 
 private:
-    TConfigMap m_values;
+    const TConfigMap m_values;
 };
 
 }  // namespace Tamsel

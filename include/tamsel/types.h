@@ -38,8 +38,8 @@ using TConfigMap = std::map<std::string, Json::Value>;
 ///
 /// It runs on the thread that called `Set`, after the change in memory and before the file is
 /// written, while the configuration is locked. It must not call the configuration that called it,
-/// not even to read: that throws `std::system_error` on glibc and may never return elsewhere. What
-/// it throws reaches the caller of `Set`, see there.
+/// not even to read: that throws `std::system_error` on glibc and may never return elsewhere; nor
+/// may it wait for another thread that does. What it throws reaches the caller of `Set`, see there.
 using TChangeCallback = std::function<void(const std::string& key, const Json::Value& newValue)>;
 
 }  // namespace Tamsel

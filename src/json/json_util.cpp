@@ -144,6 +144,7 @@ void WriteConfig(const std::shared_ptr<IOutputFileStream>& stream, const TConfig
     TValue root;  // stays null, and is written so, when there are no keys
     for (const auto& [key, value] : configMap) root[key] = value;
     std::stringstream text;
+    text.exceptions(std::ios::badbit);  // or want of memory would cut the text short in silence
     text << root;
     if (!stream->Write(text.str())) {
         throw CInvalidConfig("Failed to write config file '" + stream->GetPath() + "'");

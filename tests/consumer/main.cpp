@@ -13,7 +13,8 @@ bool Catches(const Tamsel::IReadOnlyConfig& config) try {
 
 int main(int argc, char** argv) {
     const auto config = Tamsel::CreateStaticOnly("network", argc > 1 ? argv[1] : "");
-    const bool isCaught = Catches<Tamsel::CTypeError>(*config) && Catches<std::logic_error>(*config);
+    const bool isCaught =
+        Catches<Tamsel::CTypeError>(*config) && Catches<std::logic_error>(*config);
     std::cout << config->Get("hostname", std::string()) << (isCaught ? " caught\n" : " missed\n");
     return isCaught ? 0 : 1;
 }
