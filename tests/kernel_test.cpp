@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What the kernel adds: signals, locks, mounts, and a hundred thousand rounds.
+// What the kernel adds: signals, mounts, and a hundred thousand rounds.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sched.h>
-#include <sys/file.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -14,10 +13,8 @@
 
 #include <tamsel/tamsel.h>
 
-#include "memory_stream.h"
 #include "support/process.h"
 #include "support/temp_root.h"
-#include "support/text.h"
 
 using namespace Tamsel;
 
@@ -80,24 +77,6 @@ TEST(Soak, ManyRoundsLeaveDescriptorsAndMemoryAsTheyWere) {
     while (std::chrono::steady_clock::now() < end) Create("n", root.Path())->Get("k", 0);
     EXPECT_EQ(CountDescriptors(), descriptors);
     EXPECT_LE(mallinfo2().uordblks, memory + 10000);
-}
-
-TEST(Lock, WriterWaitsForALockWhileTheOldContentStands) {
-    const CTempRoot root;
-    const std::string path = root.Put("file", "old");
-    FILE* const other = fopen(path.c_str(), "r");
-    ASSERT_EQ(flock(fileno(other), LOCK_EX), 0);
-    const pid_t writer = Spawn([&] { return WriteFile(path, "new"); });
-    const std::string waiting = "WRITE " + std::to_string(writer) + " ";
-    std::string locks;
-    EXPECT_TRUE(Eventually([&] {
-        return ReadFile("/proc/locks", locks) && locks.find(waiting) != std::string::npos;
-    }));
-    EXPECT_EQ(root.Text("file"), "old");
-    flock(fileno(other), LOCK_UN);
-    EXPECT_TRUE(Join(writer));
-    EXPECT_EQ(root.Text("file"), "new");
-    fclose(other);
 }
 
 TEST(Watch, OnOverlayfsSeesTheMergedPathAndNotTheLayersBelow) {
