@@ -213,7 +213,7 @@ std::string Within(SWorld& world, TWords& words) {
     const rlimit room = {std::stoul(Word(words)), before.rlim_max};
     const auto handler = signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &room);
-    const std::string answer = Play(world, Rest(words));
+    std::string answer = Play(world, Rest(words));
     setrlimit(RLIMIT_FSIZE, &before);
     signal(SIGXFSZ, handler);
     return answer;
@@ -244,7 +244,7 @@ std::string Comma(SWorld& world, TWords& words) {
         char do_decimal_point() const override { return ','; }
     };
     const std::locale before = std::locale::global({std::locale::classic(), new SComma});
-    const std::string answer = Play(world, Rest(words));
+    std::string answer = Play(world, Rest(words));
     std::locale::global(before);
     return answer;
 }
