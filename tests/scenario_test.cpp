@@ -2,8 +2,9 @@
 // Plays the scenarios of tests/scenarios/: a call a line, and behind "=>" what it answers.
 //
 // A blank line begins a fresh world, a private folder with the files of the configuration "n". It
-// is played again with documents in memory in their place, unless the block begins with "disk" or
-// "memory", and must answer alike. `\n` and `\t` stand for the characters.
+// is played again with documents in memory in their place, and must answer alike, unless the block
+// begins with "disk" or "memory"; one that begins with "root" is played on disk, by root alone.
+// `\n` and `\t` stand for the characters.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
