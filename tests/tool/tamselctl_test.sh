@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# tamselctl_test.sh TOOL...: runs every command of tamselctl.txt against the tool that TOOL... starts
-# and compares the transcript with the one written there. What differs is printed.
+# tamselctl_test.sh LIBRARY-FOLDER [EMULATOR...] TOOL: runs every command of tamselctl.txt against the
+# tool and compares the transcript with the one written there. What differs is printed.
 #
 # Each command runs in the root folder that the last line beginning with --- made. It is followed by
 # its standard output, by its standard error behind "! ", and by its exit code behind "= ", if not 0.
 set -u
 transcript=$(dirname "$(realpath "$0")")/tamselctl.txt
-tool=("$@")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-chmod 755 "$work" # for nobody
+chmod 755 "$work" # for nobody, who may not come to where the tool was built
+cp "$1"/libtamsel.so.* "${@: -1}" "$work"
+export LD_LIBRARY_PATH=$work
+tool=("${@:2:$#-2}" "$work/tamselctl")
 unset NO_COLOR
 umask 022
 
