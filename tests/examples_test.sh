@@ -19,3 +19,5 @@ for start in 1 2 3; do
     [ "$told" = "start number $start" ] || { echo "start $start lost: $told"; exit 1; }
     printf '{"sta' >"${root}data/config/starts.json" # as a power cut leaves it
 done
+
+"$@" "$programs/kill_writers" "$root" 150

@@ -1,76 +1,22 @@
 // SPDX-License-Identifier: MIT
-// What the kernel adds: kills, signals, locks, mounts, and a hundred thousand rounds.
+// What the kernel adds: signals, mounts, and a hundred thousand rounds.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <sched.h>
-#include <sys/file.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <functional>
-#include <map>
-#include <random>
-#include <system_error>
 #include <thread>
-#include <vector>
 
 #include <tamsel/tamsel.h>
 
-#include "crash_safe_stream.h"
-#include "memory_stream.h"
 #include "support/process.h"
 #include "support/temp_root.h"
-#include "support/text.h"
 
 using namespace Tamsel;
-
-TEST(Kill, KilledWriterLeavesAWholeEmptyOrCutFileAndACrashSafeStreamAWholeOne) {
-    const std::string texts[] = {R"({"k":")" + std::string(20000, 'a') + "\"}",
-                                 R"({"k":")" + std::string(30000, 'b') + "\"}"};
-    std::mt19937 random(7);  // NOLINT(bugprone-random-generator-seed): the same kills each time
-    const CTempRoot root;
-    const auto campaign = [&](IFileStream& stream, int writers) {
-        std::map<std::string, int> count;
-        stream.Write(texts[0]);
-        for (int round = 0; round < 150; ++round) {
-            std::vector<pid_t> children;
-            for (int i = 0; i < writers; ++i) {
-                children.push_back(Spawn([&] {
-                    while (stream.Write(texts[i]) && stream.Write(texts[1 - i])) {
-                    }
-                    return false;
-                }));
-            }
-            std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
-            for (const pid_t child : children) {
-                kill(child, SIGKILL);
-                Join(child);
-            }
-            EXPECT_TRUE(IsUnlocked(stream.GetPath()));
-            std::string text;
-            EXPECT_TRUE(stream.Read(text));
-            const auto isOf = [&](const std::string& one) {
-                return one.compare(0, text.size(), text) == 0;
-            };
-            const bool isWhole = text == texts[0] || text == texts[1];
-            const bool isCut = isOf(texts[0]) || isOf(texts[1]);
-            ++count[isWhole ? "whole" : text.empty() ? "empty" : isCut ? "cut" : "mixed"];
-        }
-        return count;
-    };
-    CFileStream plain(root.Path("plain"));
-    CCrashSafeStream safe(root.Path("safe"));
-    auto afterKills = campaign(plain, 2);
-    EXPECT_EQ(afterKills["mixed"], 0);
-    std::cout << "150 killed pairs of writers left the file " << afterKills["whole"]
-              << " times whole, " << afterKills["empty"] << " times empty, " << afterKills["cut"]
-              << " times cut short\n";
-    EXPECT_EQ(campaign(safe, 1), (std::map<std::string, int>{{"whole", 150}}));
-}
 
 TEST(Threads, ReadersBesideAWriterSeeOldOrNewAlsoInAStormOfSignals) {
     const CTempRoot root;
@@ -131,24 +77,6 @@ TEST(Soak, ManyRoundsLeaveDescriptorsAndMemoryAsTheyWere) {
     while (std::chrono::steady_clock::now() < end) Create("n", root.Path())->Get("k", 0);
     EXPECT_EQ(CountDescriptors(), descriptors);
     EXPECT_LE(mallinfo2().uordblks, memory + 10000);
-}
-
-TEST(Lock, WriterWaitsForALockWhileTheOldContentStands) {
-    const CTempRoot root;
-    const std::string path = root.Put("file", "old");
-    FILE* const other = fopen(path.c_str(), "r");
-    ASSERT_EQ(flock(fileno(other), LOCK_EX), 0);
-    const pid_t writer = Spawn([&] { return WriteFile(path, "new"); });
-    const std::string waiting = "WRITE " + std::to_string(writer) + " ";
-    std::string locks;
-    EXPECT_TRUE(Eventually([&] {
-        return ReadFile("/proc/locks", locks) && locks.find(waiting) != std::string::npos;
-    }));
-    EXPECT_EQ(root.Text("file"), "old");
-    flock(fileno(other), LOCK_UN);
-    EXPECT_TRUE(Join(writer));
-    EXPECT_EQ(root.Text("file"), "new");
-    fclose(other);
 }
 
 TEST(Watch, OnOverlayfsSeesTheMergedPathAndNotTheLayersBelow) {

@@ -292,10 +292,6 @@ const std::map<std::string, TOperation> Operations = {
      }},
     {"changed", [](auto& world, auto&) { return YesNo(world.stream->HasChanged()); }},
     {"write", [](auto& world, auto& words) { return YesNo(world.stream->Write(Rest(words))); }},
-    {"write-long",
-     [](auto& world, auto& words) {
-         return YesNo(world.stream->Write(std::string(std::stoul(Word(words)), 'x')));
-     }},
     {"sh", [](auto&, auto& words) { return Shell(Rest(words)); }},
     {"nobody", As(Nobody, Nobody)},
     {"set-user-id", As(Nobody, 0)},

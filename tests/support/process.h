@@ -6,13 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <exception>
 #include <filesystem>
 #include <functional>
 #include <iterator>
 #include <string>
-#include <thread>
 
 /// Starts a child process that runs `work` and exits with 0 when that tells true.
 inline pid_t Spawn(const std::function<bool()>& work) {
@@ -50,15 +48,6 @@ private:
 
     const bool m_isRoot = geteuid() == 0;
 };
-
-/// Waits until `condition` holds, ten seconds at most, and tells whether it did.
-inline bool Eventually(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return condition();
-}
 
 /// Tells whether another opening of the file could lock it at once.
 inline bool IsUnlocked(const std::string& path) {
