@@ -26,7 +26,7 @@ namespace {
 const std::string Texts[] = {R"({"k":")" + std::string(20000, 'a') + "\"}",
                              R"({"k":")" + std::string(30000, 'b') + "\"}"};
 
-pid_t StartWriter(Tamsel::IFileStream& stream, int first) {
+pid_t StartWriter(Tamsel::IFileStream& stream, std::size_t first) {
     const pid_t child = fork();
     if (child != 0) return child;
     while (stream.Write(Texts[first]) && stream.Write(Texts[1 - first])) {
@@ -61,13 +61,13 @@ std::string Judge(Tamsel::IFileStream& stream) {
     return "mixed";
 }
 
-std::map<std::string, int> Campaign(Tamsel::IFileStream& stream, int writers, int rounds) {
+std::map<std::string, int> Campaign(Tamsel::IFileStream& stream, std::size_t writers, int rounds) {
     std::map<std::string, int> left;
     std::mt19937 random(std::random_device{}());
     stream.Write(Texts[0]);
     for (int round = 0; round < rounds; ++round) {
-        std::vector<pid_t> children;
-        for (int i = 0; i < writers; ++i) children.push_back(StartWriter(stream, i));
+        std::vector<pid_t> children(writers);
+        for (std::size_t i = 0; i < writers; ++i) children[i] = StartWriter(stream, i);
         KillAfterAWhile(children, random);
         ++left[Judge(stream)];
     }

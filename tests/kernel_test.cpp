@@ -81,9 +81,10 @@ TEST(Soak, ManyRoundsLeaveDescriptorsAndMemoryAsTheyWere) {
 
 TEST(Watch, OnOverlayfsSeesTheMergedPathAndNotTheLayersBelow) {
     const CTempRoot root;
-    for (const char* folder : {"upper", "work", "merged"})
-        std::filesystem::create_directory(root.Path(folder));
     root.Put("lower/file", "old");
+    for (const char* folder : {"upper", "work", "merged"}) {
+        std::filesystem::create_directory(root.Path(folder));
+    }
     const std::string layers = "lowerdir=" + root.Path("lower") +
                                ",upperdir=" + root.Path("upper") + ",workdir=" + root.Path("work");
     const auto mounted = [&](const std::function<bool()>& work) {

@@ -185,6 +185,7 @@ void OccupyStandardStreams() {
 
 }  // namespace TamselCtl
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only want of memory, before anything is begun
 int main(int argc, char** argv) {
     TamselCtl::OccupyStandardStreams();
     (void)signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is a failed write
