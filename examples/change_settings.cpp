@@ -11,10 +11,13 @@
 
 namespace {
 
+// [callback]
 void Tell(const std::string& key, const Json::Value& newValue) {
     std::cout << "told that " << key << " is now " << newValue << '\n';
 }
+// [/callback]
 
+// [change]
 bool Change(Tamsel::IConfig& config, const std::vector<std::string>& words) {
     if (words.size() == 3 && words[0] == "set") {
         Json::Value value;
@@ -30,14 +33,17 @@ bool Change(Tamsel::IConfig& config, const std::vector<std::string>& words) {
     }
     return true;
 }
+// [/change]
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc < 3) return 2;
     try {
+        // [open]
         // What is read here is as fresh as a Reload: the change follows at once.
         const auto config = Tamsel::Create("network", argv[1], Tell);
+        // [/open]
         return Change(*config, {argv + 2, argv + argc}) ? 0 : 2;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';

@@ -12,10 +12,12 @@
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
     const std::string root = argv[1];
+    // [use]
     const auto defaults =
         std::make_shared<Tamsel::CInputFileStream>(root + "etc/config/starts.json");
     const auto overlay = std::make_shared<CCrashSafeStream>(root + "data/config/starts.json");
     Tamsel::COverlayedConfig config(defaults, overlay, {});
+    // [/use]
 
     config.Set("starts", config.Get("starts", 0) + 1);
     std::cout << "start number " << config.Get("starts", 0) << '\n';

@@ -21,6 +21,7 @@ public:
     unsigned int GetFileSize() const override { return m_file.GetFileSize(); }
     bool HasChanged() override { return m_file.HasChanged(); }
 
+    // [seam]
     bool Read(std::string& content) override {
         std::string shadow;
         const bool isRead = m_file.Read(content);
@@ -33,6 +34,7 @@ public:
     bool Write(const std::string& content) override {
         return Mend() && Replace(m_shadow, content) && Replace(GetPath(), content);
     }
+    // [/seam]
 
 private:
     /// An object that was cut short lacks its closing brace, so it does not parse.

@@ -19,6 +19,7 @@ namespace {
 
 /// Holds a file against writers. While it lives, reload but change nothing: a writer waits for it,
 /// and a `Set` here would wait for ever.
+// [lock]
 class CSharedLock {
 public:
     explicit CSharedLock(const std::string& path)
@@ -32,7 +33,9 @@ public:
 private:
     const int m_descriptor;
 };
+// [/lock]
 
+// [timer]
 int StartTimer(long milliseconds) {
     const int timer = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
     const timespec period = {0, milliseconds * 1000000};
@@ -40,6 +43,7 @@ int StartTimer(long milliseconds) {
     timerfd_settime(timer, 0, &times, nullptr);
     return timer;
 }
+// [/timer]
 
 Tamsel::TConfigMap AllAnswers(const Tamsel::IConfig& config) {
     Tamsel::TConfigMap answers;
@@ -81,6 +85,7 @@ int main(int argc, char** argv) {
     Tamsel::TConfigMap known = AllAnswers(*config);
     std::cout << "following " << known.size() << " keys" << std::endl;
 
+    // [loop]
     // A loop of your own would poll its other descriptors here too.
     pollfd timer = {StartTimer(50), POLLIN, 0};
     for (int left = std::stoi(argv[2]); left > 0;) {
@@ -96,4 +101,5 @@ int main(int argc, char** argv) {
         left -= PrintChanges(known, now);
         known.swap(now);
     }
+    // [/loop]
 }

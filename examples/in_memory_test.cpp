@@ -10,6 +10,7 @@
 
 namespace {
 
+// [code]
 /// The code under test: takes the next of three speeds, and tells whether it will outlast a
 /// restart.
 bool SpeedUp(Tamsel::IConfig& config) {
@@ -21,6 +22,7 @@ bool SpeedUp(Tamsel::IConfig& config) {
         return false;
     }
 }
+// [/code]
 
 bool Check(bool isTrue, const char* claim) {
     std::cout << (isTrue ? "ok      " : "FAILED  ") << claim << '\n';
@@ -30,6 +32,7 @@ bool Check(bool isTrue, const char* claim) {
 }  // namespace
 
 int main() {
+    // [test]
     const auto defaults = std::make_shared<CMemoryStream>(R"({"speed": 3})");
     const auto overlay = std::make_shared<CMemoryStream>();
     Tamsel::COverlayedConfig config(defaults, overlay, {});
@@ -42,4 +45,5 @@ int main() {
     isGood &= Check(!SpeedUp(config), "a full disk is noticed");
     isGood &= Check(config.Get("speed", 0) == 2, "and the device goes on with the new speed");
     return isGood ? 0 : 1;
+    // [/test]
 }

@@ -31,6 +31,7 @@ public:
         return !isRefused;
     }
 
+    // [write]
     bool Write(const std::string& content) override {
         ++writes;
         if (std::exchange(isNextRefused, false)) return false;
@@ -38,6 +39,7 @@ public:
         m_hasChanged = true;
         return true;
     }
+    // [/write]
 
     bool HasChanged() override {
         if (std::exchange(isNextRefused, false)) {

@@ -16,6 +16,7 @@ namespace {
 
 /// Holds a lock file. It is not the overlay file: that one is locked by each write, which would
 /// then wait for ourselves.
+// [lock]
 class CLockFile {
 public:
     explicit CLockFile(const std::string& path)
@@ -31,13 +32,16 @@ public:
 private:
     const int m_descriptor;
 };
+// [/lock]
 
+// [change]
 /// Every writer of the file does this: lock, read what the others wrote, change.
 void CountUp(Tamsel::IConfig& config, const std::string& lockFile, const std::string& key) {
     const CLockFile alone(lockFile);
     config.Reload();
     config.Set(key, config.Get(key, 0) + 1);
 }
+// [/change]
 
 }  // namespace
 

@@ -23,7 +23,8 @@ public:
     virtual ~IReadOnlyConfig() = default;
 
     /// \name Get: the value of a key, or the caller's default
-    ///
+    /// @{
+
     /// Gives the value that the configuration holds for `key`, or `defaultValue` when it holds
     /// none. A held value of another type is an error, never a reason to answer with the default,
     /// and JSON's `null` is such a value. What belongs to a type is told at `EDataType`; nothing is
@@ -40,7 +41,6 @@ public:
     /// throws it
     /// \throws std::system_error an overlayed configuration only: the calling thread already holds
     /// its lock, that is, it runs the configuration's own change callback
-    /// @{
     virtual bool Get(const std::string& key, bool defaultValue) const = 0;
     virtual unsigned int Get(const std::string& key, unsigned int defaultValue) const = 0;
     virtual unsigned long long Get(const std::string& key,
@@ -81,7 +81,8 @@ public:
 class TAMSEL_API IConfig : public IReadOnlyConfig {
 public:
     /// \name Set: change the value of a key
-    ///
+    /// @{
+
     /// Afterwards `key` is answered with `value`, and the overlay file holds it. In this order: the
     /// value enters the overlay in memory, the change callback is called, the file is written and
     /// synchronised. Other threads' calls wait meanwhile, all but `HasChanged` and
@@ -109,7 +110,6 @@ public:
     /// \throws std::system_error as `Get`; nothing has changed
     /// \throws anything that the callback throws; memory holds the new value, and the file gets it
     /// with the next effective change of any key
-    /// @{
     virtual void Set(const std::string& key, bool value) = 0;
     virtual void Set(const std::string& key, unsigned int value) = 0;
     virtual void Set(const std::string& key, unsigned long long value) = 0;

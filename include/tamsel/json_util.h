@@ -30,6 +30,7 @@ TAMSEL_API bool IsValueOfType(const Json::Value& value, EDataType type);
 template <typename T>
 T GetValueAsType(const std::string& key, const Json::Value& value) = delete;
 
+/// \cond
 template <>
 TAMSEL_API bool GetValueAsType(const std::string& key, const Json::Value& value);
 template <>
@@ -48,6 +49,7 @@ template <>
 TAMSEL_API std::string GetValueAsType(const std::string& key, const Json::Value& value);
 template <>
 TAMSEL_API Json::Value GetValueAsType(const std::string& key, const Json::Value& value);
+/// \endcond
 
 /// Reads a configuration file: the members of its top-level object, each value copied whole.
 ///

@@ -7,6 +7,9 @@
 
 #include <json/value.h>
 
+/// \file
+/// The words that the other headers use.
+
 namespace Tamsel {
 
 /// The types that a held value can be checked against. Each names a question that jsoncpp answers,
