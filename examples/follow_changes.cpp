@@ -93,9 +93,12 @@ int main(int argc, char** argv) {
         poll(&timer, 1, -1);
         const bool isTick = read(timer.fd, &expirations, sizeof expirations) > 0;
         if (!isTick || !config->HasChanged()) continue;
-        {
+        try {
             const CSharedLock noWriter(overlay);
             config->Reload();
+        } catch (const Tamsel::CInvalidConfig& error) {
+            // A writer was killed; the overlay stays as it was, and the next write mends the file.
+            std::cerr << error.what() << std::endl;
         }
         Tamsel::TConfigMap now = AllAnswers(*config);
         left -= PrintChanges(known, now);

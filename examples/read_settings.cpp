@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <tamsel/tamsel.h>
 #include <iostream>
+
+#include <tamsel/tamsel.h>
 
 int main(int argc, char** argv) {
     const auto config = Tamsel::CreateStaticOnly("network", argc > 1 ? argv[1] : "/");

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <system_error>
 
@@ -35,6 +36,12 @@ private:
 // [/lock]
 
 // [change]
+/// Without the lock, a file that another writer is just writing might not parse.
+std::shared_ptr<Tamsel::IConfig> Open(const std::string& root, const std::string& lockFile) {
+    const CLockFile alone(lockFile);
+    return Tamsel::Create("counters", root);
+}
+
 /// Every writer of the file does this: lock, read what the others wrote, change.
 void CountUp(Tamsel::IConfig& config, const std::string& lockFile, const std::string& key) {
     const CLockFile alone(lockFile);
@@ -50,7 +57,7 @@ int main(int argc, char** argv) {
     const std::string root = argv[1];
     const std::string lockFile = root + "data/config/counters.lock";
     try {
-        const auto config = Tamsel::Create("counters", root);
+        const auto config = Open(root, lockFile);
         for (int left = std::stoi(argv[3]); left > 0; --left) {
             CountUp(*config, lockFile, argv[2]);
             CountUp(*config, lockFile, "all");
