@@ -20,4 +20,8 @@ for start in 1 2 3; do
     printf '{"sta' >"${root}data/config/starts.json" # as a power cut leaves it
 done
 
+# A full disk is noticed, and what was there stays.
+if (trap '' XFSZ && ulimit -f 0 && "$@" "$programs/crash_safe_overlay" "$root"); then exit 1; fi
+[ "$("$@" "$programs/crash_safe_overlay" "$root")" = "start number 4" ]
+
 "$@" "$programs/kill_writers" "$root" 150

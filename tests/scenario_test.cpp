@@ -257,6 +257,8 @@ const std::map<std::string, TOperation> Operations = {
     {"open-untold", OpenUntold},
     {"open-static", OpenStatic},
     {"Ask", [](auto& world, auto& words) { return Ask(*world.held, Rest(words)); }},
+    {"Get", [](auto& world, auto& words) { return world.held->Get(Rest(words), std::string()); }},
+    {"Exists", [](auto& world, auto& words) { return YesNo(world.held->Exists(Rest(words), {})); }},
     {"Keys", Keys},
     {"Set",
      [](auto& world, auto& words) {
