@@ -55,7 +55,7 @@ public:
     /// is accepted: `Write` then tells false. When this throws, no descriptor stays open, but a
     /// file that it created stays. A file that someone else creates and fills between the look and
     /// the creation is emptied, and so is one that the effective user can write but the real user
-    /// cannot see.
+    /// cannot see. A directory is accepted, but once a file is created in it `HasChanged` throws.
     ///
     /// \throws CAccessDenied the file is missing and cannot be created, or this process's real user
     /// may not read it

@@ -74,8 +74,8 @@ public:
 /// A change rewrites the whole overlay file from this object's memory, so it also undoes what
 /// another process wrote since this object last read the file. Where several processes change one
 /// configuration, call `Reload` right before each change; even then the last writer wins. What a
-/// rewrite does to the file when the power fails is told at `WriteFile`, and what it keeps of a
-/// text at `JsonUtil::WriteConfig`.
+/// rewrite does to the file when the power fails or the disk is full is told at `WriteFile`, and
+/// what it keeps of a text at `JsonUtil::WriteConfig`.
 ///
 /// The virtual operations and their order are part of the binary interface.
 class TAMSEL_API IConfig : public IReadOnlyConfig {
