@@ -9,7 +9,7 @@
 
 #include <cstdint>
 #include <iostream>
-#include <map>
+#include <memory>
 #include <string>
 
 #include <json/json.h>
@@ -44,6 +44,11 @@ int StartTimer(long milliseconds) {
     return timer;
 }
 // [/timer]
+
+std::shared_ptr<Tamsel::IConfig> Open(const std::string& root, const std::string& overlay) {
+    const CSharedLock noWriter(overlay);
+    return Tamsel::Create("network", root);
+}
 
 Tamsel::TConfigMap AllAnswers(const Tamsel::IConfig& config) {
     Tamsel::TConfigMap answers;
@@ -80,8 +85,8 @@ int PrintChanges(const Tamsel::TConfigMap& before, const Tamsel::TConfigMap& now
 int main(int argc, char** argv) {
     if (argc != 3) return 2;
     const std::string root = argv[1];
-    const auto config = Tamsel::Create("network", root);
     const std::string overlay = root + "data/config/network.json";
+    const auto config = Open(root, overlay);
     Tamsel::TConfigMap known = AllAnswers(*config);
     std::cout << "following " << known.size() << " keys" << std::endl;
 

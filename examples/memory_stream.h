@@ -20,7 +20,10 @@ public:
     int writes = 0;
     mutable int paths = 0;
 
-    std::string GetPath() const override { return ++paths, path; }
+    std::string GetPath() const override {
+        ++paths;
+        return path;
+    }
 
     unsigned int GetFileSize() const override { return static_cast<unsigned int>(text.size()); }
 

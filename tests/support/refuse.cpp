@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 namespace {
@@ -29,6 +30,14 @@ bool IsRefused(const char* call) {
     return true;
 }
 
+int NumberOf(const std::string& error) {
+    for (int number = 1; number < 200; ++number) {
+        const char* const name = strerrorname_np(number);  // none for the gaps between
+        if (name != nullptr && name == error) return number;
+    }
+    throw std::invalid_argument("no such error: " + error);
+}
+
 /// The call as libc has it.
 template <typename T>
 T* Real(T* /*own*/, const char* name) {
@@ -39,10 +48,7 @@ T* Real(T* /*own*/, const char* name) {
 
 std::string CallsOf(const std::string& refused, const std::string& error,
                     const std::function<void()>& work) {
-    int number = 0;
-    while (error != "-" && strerrorname_np(++number) != error) {
-    }
-    g_refusal = {true, refused, number, ""};
+    g_refusal = {true, refused, error == "-" ? 0 : NumberOf(error), ""};
     work();
     return std::exchange(g_refusal, {}).calls;
 }
