@@ -24,6 +24,15 @@ bool IsWhole(const std::string& text);
 /// cannot be read, is replaced whole by `ours`.
 std::string MergeTexts(const std::string& base, const std::string& ours, const std::string& theirs);
 
+template <typename T>
+Json::Value ToJson(const T& value) {
+    return Json::Value(value);
+}
+
+// jsoncpp's own 64-bit types are `long` where `long` has 64 bits, and would leave these ambiguous.
+inline Json::Value ToJson(unsigned long long value) { return Json::Value(Json::UInt64{value}); }
+inline Json::Value ToJson(long long value) { return Json::Value(Json::Int64{value}); }
+
 /// Throws unless the key and the value can be read again from a file just as they are: numbers must
 /// be finite, texts UTF-8, and values at most 998 levels deep.
 ///

@@ -10,27 +10,52 @@
 #include <tamsel/json_util.h>
 
 #include "document_text.h"
-#include "typed_overloads.h"
 
 namespace Tamsel::Extras {
 
 /// A configuration over two maps, for one thread: changes stay in memory until somebody prints it.
-class CDraftConfig final : public TForEachType<TGetOverloads, CDraftConfig,
-                                               TForEachType<TSetOverloads, CDraftConfig, IConfig>> {
+class CDraftConfig final : public IConfig {
 public:
     /// \throws as `JsonUtil::ReadConfig`; `defaults` must outlive this object
     CDraftConfig(const TConfigMap& defaults, std::string overlayText, const std::string& path);
 
-    template <typename T>
-    T GetAs(const std::string& key, const T& defaultValue) const {
-        const Json::Value* const stored = Find(key);
-        return stored != nullptr ? JsonUtil::GetValueAsType<T>(key, *stored) : defaultValue;
+    bool Get(const std::string& key, bool defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    unsigned int Get(const std::string& key, unsigned int defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    unsigned long long Get(const std::string& key, unsigned long long defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    int Get(const std::string& key, int defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    long long Get(const std::string& key, long long defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    float Get(const std::string& key, float defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    double Get(const std::string& key, double defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    std::string Get(const std::string& key, const std::string& defaultValue) const override {
+        return GetImpl(key, defaultValue);
+    }
+    Json::Value Get(const std::string& key, const Json::Value& defaultValue) const override {
+        return GetImpl(key, defaultValue);
     }
 
-    template <typename T>
-    void SetAs(const std::string& key, const T& value) {
-        Change(key, ToJson(value));
-    }
+    void Set(const std::string& key, bool value) override { SetImpl(key, value); }
+    void Set(const std::string& key, unsigned int value) override { SetImpl(key, value); }
+    void Set(const std::string& key, unsigned long long value) override { SetImpl(key, value); }
+    void Set(const std::string& key, int value) override { SetImpl(key, value); }
+    void Set(const std::string& key, long long value) override { SetImpl(key, value); }
+    void Set(const std::string& key, float value) override { SetImpl(key, value); }
+    void Set(const std::string& key, double value) override { SetImpl(key, value); }
+    void Set(const std::string& key, const std::string& value) override { SetImpl(key, value); }
+    void Set(const std::string& key, const Json::Value& value) override { SetImpl(key, value); }
 
     bool Exists(const std::string& key, EDataType type) const override;
     std::unordered_set<std::string> GetAllConfigKeys() const override;
@@ -47,6 +72,17 @@ public:
     const std::vector<std::pair<std::string, Json::Value>>& Changes() const { return m_changes; }
 
 private:
+    template <typename T>
+    T GetImpl(const std::string& key, const T& defaultValue) const {
+        const Json::Value* const stored = Find(key);
+        return stored != nullptr ? JsonUtil::GetValueAsType<T>(key, *stored) : defaultValue;
+    }
+
+    template <typename T>
+    void SetImpl(const std::string& key, const T& value) {
+        Change(key, ToJson(value));
+    }
+
     const Json::Value* Find(const std::string& key) const;
     void Change(const std::string& key, const Json::Value& value);
 

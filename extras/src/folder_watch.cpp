@@ -5,7 +5,6 @@
 
 #include <climits>
 #include <cstdint>
-#include <filesystem>
 
 #include <tamsel/errors.h>
 
@@ -21,14 +20,14 @@ constexpr std::uint32_t LossMask = IN_IGNORED | IN_UNMOUNT | IN_DELETE_SELF | IN
 }  // namespace
 
 CFolderWatch::CFolderWatch(const std::string& path)
-    : m_folder(std::filesystem::path(path).parent_path()),
-      m_name(std::filesystem::path(path).filename()),
+    : m_folder(FolderOf(path)),
+      m_name(path.substr(path.rfind('/') + 1)),
       m_inotify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     Watch();
 }
 
 void CFolderWatch::Watch() {
-    m_watch = inotify_add_watch(m_inotify.Get(), m_folder.empty() ? "." : m_folder.c_str(),
+    m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
                                 ChangeMask | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF);
 }
 

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -25,11 +24,6 @@ const std::string Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
 
-std::string FolderOf(const std::string& path) {
-    const std::string folder = std::filesystem::path(path).parent_path();
-    return folder.empty() ? "." : folder;
-}
-
 struct stat StatusOf(int descriptor, const std::string& path) {
     struct stat status {};
     Checked(path, [&] { return fstat(descriptor, &status); });
@@ -44,19 +38,24 @@ struct SChange {
     std::string oldText;
 };
 
-/// FNV-1a. It has to recognize a write that storage did part of, not an attacker.
-std::string Checksum(const std::string& text) {
+/// FNV-1a of the texts in a row. It is to recognize a write that storage did part of, no attacker.
+template <typename... TTexts>
+std::uint64_t Checksum(const TTexts&... texts) {
     std::uint64_t hash = 14695981039346656037U;
-    for (const char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
-    return std::to_string(hash);
+    for (const std::string* const text : {&texts...}) {
+        for (const char byte : *text)
+            hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
+    }
+    return hash;
 }
 
 /// A line with the sizes and the checksum, then both texts.
 std::string Encode(const SChange& change) {
-    const std::string sizes =
-        std::to_string(change.newText.size()) + ' ' + std::to_string(change.oldText.size());
-    const std::string texts = change.newText + change.oldText;
-    return Magic + ' ' + sizes + ' ' + Checksum(sizes + texts) + '\n' + texts;
+    std::string journal = Magic;
+    journal += ' ' + std::to_string(change.newText.size());
+    journal += ' ' + std::to_string(change.oldText.size());
+    journal += ' ' + std::to_string(Checksum(journal, change.newText, change.oldText));
+    return journal + '\n' + change.newText + change.oldText;
 }
 
 /// Returns nothing for a journal that is not whole. It is, if its texts encode to just this.
@@ -176,9 +175,11 @@ bool IsNotPermitted(const std::error_code& code) {
 }  // namespace
 
 std::string CanonicalPath(const std::string& path) {
-    std::error_code error;
-    const auto canonical = std::filesystem::weakly_canonical(path, error);
-    return error ? path : canonical.string();
+    using TPath = std::unique_ptr<char, decltype(&std::free)>;
+    if (const TPath file(realpath(path.c_str(), nullptr), &std::free); file) return file.get();
+    const TPath folder(realpath(FolderOf(path).c_str(), nullptr), &std::free);
+    if (!folder) return path;
+    return std::string(folder.get()) + '/' + path.substr(path.rfind('/') + 1);
 }
 
 void OpenDocument(const std::string& path, TLimit limit) {

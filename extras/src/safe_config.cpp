@@ -52,7 +52,7 @@ CSafeConfigImpl::CSafeConfigImpl(const std::shared_ptr<CMemoryStream>& defaults,
                                  const std::shared_ptr<COfferedStream>& overlay,
                                  const TChangeCallback& callback,
                                  std::chrono::milliseconds lockLimit)
-    : TSettableConfig(defaults, overlay, callback),
+    : CSafeConfig(defaults, overlay, callback),
       m_stream(overlay),
       m_defaults(ParseText(defaults->text, defaults->path)),
       m_callback(callback),

@@ -13,7 +13,6 @@
 #include <tamsel/extras/open.h>
 
 #include "document_text.h"
-#include "typed_overloads.h"
 
 namespace Tamsel::Extras {
 
@@ -32,22 +31,22 @@ private:
     std::optional<std::string> m_offer;
 };
 
-class CSafeConfigImpl;
-using TSettableConfig = TForEachType<TSetOverloads, CSafeConfigImpl, CSafeConfig>;
-
 /// What `Open` returns.
-class CSafeConfigImpl final : public TSettableConfig {
+class CSafeConfigImpl final : public CSafeConfig {
 public:
     CSafeConfigImpl(const std::shared_ptr<CMemoryStream>& defaults,
                     const std::shared_ptr<COfferedStream>& overlay, const TChangeCallback& callback,
                     std::chrono::milliseconds lockLimit);
 
-    template <typename T>
-    void SetAs(const std::string& key, const T& value) {
-        RequireStorable(key, ToJson(value));
-        Change([&] { COverlayedConfig::Set(key, value); });
-    }
-
+    void Set(const std::string& key, bool value) override { SetImpl(key, value); }
+    void Set(const std::string& key, unsigned int value) override { SetImpl(key, value); }
+    void Set(const std::string& key, unsigned long long value) override { SetImpl(key, value); }
+    void Set(const std::string& key, int value) override { SetImpl(key, value); }
+    void Set(const std::string& key, long long value) override { SetImpl(key, value); }
+    void Set(const std::string& key, float value) override { SetImpl(key, value); }
+    void Set(const std::string& key, double value) override { SetImpl(key, value); }
+    void Set(const std::string& key, const std::string& value) override { SetImpl(key, value); }
+    void Set(const std::string& key, const Json::Value& value) override { SetImpl(key, value); }
     bool Restore(const std::string& key) override;
     void Reload() override;
     void Erase() override;
@@ -62,6 +61,12 @@ public:
 
 private:
     class CChangeLock;
+
+    template <typename T>
+    void SetImpl(const std::string& key, const T& value) {
+        RequireStorable(key, ToJson(value));
+        Change([&] { COverlayedConfig::Set(key, value); });
+    }
 
     void Adopt(const std::string& text);
     void Change(const std::function<void()>& work);

@@ -28,6 +28,12 @@ private:
     int m_descriptor;
 };
 
+/// Returns the directory of a file, with its slash; "./" for a bare name.
+inline std::string FolderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+}
+
 /// Turns the failure of the system call just made into an exception: "'PATH': REASON".
 [[noreturn]] inline void ThrowErrno(const std::string& path) {
     throw std::system_error(errno, std::generic_category(), "'" + path + "'");
