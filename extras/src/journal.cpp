@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <optional>
 
@@ -28,6 +29,11 @@ struct stat StatusOf(int descriptor, const std::string& path) {
     struct stat status {};
     Checked(path, [&] { return fstat(descriptor, &status); });
     return status;
+}
+
+std::uint64_t Nanoseconds(const timespec& time) {
+    return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
 }
 
 // What a journal holds.
@@ -90,6 +96,13 @@ std::string Settled(const std::string& journal, const std::string& text) {
     return change && (IsBetween(*change, text) || !IsWhole(text)) ? change->newText : text;
 }
 
+void SynchronizeFolder(const std::string& path) {
+    const std::string folder = FolderOf(path);
+    const CDescriptor descriptor(
+        Checked(folder, [&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    Checked(folder, [&] { return fsync(descriptor.Get()); });
+}
+
 /// Completes the change that the journal holds. Tells whether it held anything.
 bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
     const std::string left = journal.Read();
@@ -100,6 +113,8 @@ bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
         const std::string settled = Settled(left, text);
         settled == text ? document.Synchronize() : document.Write(settled);
     }
+    // A document that was removed or replaced meanwhile must not return without its journal.
+    SynchronizeFolder(path);
     journal.Write("");
     return true;
 }
@@ -115,7 +130,9 @@ mode_t PermissionsFor(const struct stat& document, gid_t group) {
 
 /// Gives the journal the document's permissions, owner and group, those that this process can give.
 /// \throws std::system_error it stays more accessible than the document
-void MatchAccess(int journal, const struct stat& document, const std::string& path) {
+void MatchAccess(int journal, const std::string& path) {
+    struct stat document {};
+    Checked(path, [&] { return stat(path.c_str(), &document); });
     struct stat status = StatusOf(journal, path);
     if (status.st_uid != document.st_uid || status.st_gid != document.st_gid) {
         if (fchown(journal, document.st_uid, document.st_gid) != 0) {
@@ -125,7 +142,7 @@ void MatchAccess(int journal, const struct stat& document, const std::string& pa
     }
     const mode_t wanted = PermissionsFor(document, status.st_gid);
     if ((status.st_mode & 0777) == wanted || fchmod(journal, wanted) == 0) return;
-    if ((status.st_mode & 0777 & ~wanted) != 0) ThrowErrno(path);
+    if ((status.st_mode & 0777 & ~wanted) != 0) ThrowErrno(JournalOf(path));
 }
 
 void CreateEmpty(const std::string& path) {
@@ -145,11 +162,9 @@ std::string EnsureJournal(const std::string& path) {
     const std::string journal = JournalOf(path);
     if (Exists(journal)) return journal;
     if (!Exists(path)) CreateEmpty(path);
-    struct stat document {};
-    Checked(path, [&] { return stat(path.c_str(), &document); });
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
     const CDescriptor file(Checked(journal, [&] { return open(journal.c_str(), flags, 0600); }));
-    MatchAccess(file.Get(), document, journal);
+    MatchAccess(file.Get(), path);
     return journal;
 }
 
@@ -186,7 +201,8 @@ void OpenDocument(const std::string& path, TLimit limit) {
     const std::string journal = EnsureJournal(path);
     try {
         const CFileLock lock(journal, CFileLock::EMode::Exclusive, limit);
-        (void)EnsureDocument(lock, path, limit);
+        // Whoever created the journal may have been killed before it had its permissions.
+        MatchAccess(lock.Descriptor(), EnsureDocument(lock, path, limit));
     } catch (const std::system_error& error) {
         if (!IsNotPermitted(error.code())) throw;
     }
@@ -231,35 +247,40 @@ void CDocumentChange::Commit(const std::string& text, TEntries& synchronized) {
     m_document.Synchronize();
     SynchronizeEntries(synchronized);
     if (text == m_text) return;
-    MatchAccess(m_journal.Descriptor(), StatusOf(m_document.Descriptor(), m_path),
-                JournalOf(m_path));
-    Replace(text);
-    m_journal.Write("");
-}
-
-/// The journal first, then the document.
-void CDocumentChange::Replace(const std::string& text) const try {
-    m_journal.Write(Encode({text, m_text}));
-    m_document.Write(text);
-} catch (const std::system_error&) {
+    MatchAccess(m_journal.Descriptor(), m_path);
     try {
-        if (m_document.Read() != m_text) m_document.Write(m_text);
+        m_journal.Write(Encode({text, m_text}));
+        m_document.Write(text);
         m_journal.Write("");
     } catch (const std::system_error&) {
-        // The journal, if it is whole, still completes the change.
+        Undo(text);
+        throw;
     }
-    throw;
+}
+
+/// Puts the old text back, by a change of its own where the journal may be empty already.
+void CDocumentChange::Undo(const std::string& text) const try {
+    if (m_document.Read() != m_text) {
+        if (m_journal.Read().empty()) m_journal.Write(Encode({m_text, text}));
+        m_document.Write(m_text);
+    }
+    m_journal.Write("");
+} catch (const std::system_error&) {
+    // The journal, if it is whole, still completes the change.
 }
 
 void CDocumentChange::SynchronizeEntries(TEntries& synchronized) const {
-    const TEntries entries(StatusOf(m_journal.Descriptor(), m_path).st_ino,
-                           StatusOf(m_document.Descriptor(), m_path).st_ino);
-    if (entries == synchronized) return;
     const std::string folder = FolderOf(m_path);
-    const CDescriptor descriptor(
-        Checked(folder, [&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    Checked(folder, [&] { return fsync(descriptor.Get()); });
-    synchronized = entries;
+    struct stat status {};
+    Checked(folder, [&] { return stat(folder.c_str(), &status); });
+    const TEntries entries(status.st_ino, Nanoseconds(status.st_mtim));
+    if (entries == synchronized) return;
+    SynchronizeFolder(m_path);
+    // Of two changes within a tick of the file system's clock, a second at most, the time of the
+    // directory shows the first one only.
+    timespec now{};
+    (void)clock_gettime(CLOCK_REALTIME, &now);
+    if (Nanoseconds(now) > entries.second + 1000000000) synchronized = entries;
 }
 
 }  // namespace Tamsel::Extras

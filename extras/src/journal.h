@@ -51,7 +51,7 @@ bool IsChangeInterrupted(const std::string& path, std::chrono::milliseconds limi
 /// The exclusive right to change a document, from construction to destruction.
 class CDocumentChange {
 public:
-    /// Identifies the two files, to tell whether their directory entries are synchronized.
+    /// The inode and the modification time of a directory whose entries are synchronized.
     using TEntries = std::pair<std::uint64_t, std::uint64_t>;
 
     CDocumentChange(const std::string& path, std::chrono::milliseconds limit);
@@ -67,7 +67,7 @@ public:
     void Commit(const std::string& text, TEntries& synchronized);
 
 private:
-    void Replace(const std::string& text) const;
+    void Undo(const std::string& text) const;
     void SynchronizeEntries(TEntries& synchronized) const;
 
     const std::string m_path;
