@@ -23,6 +23,11 @@ bool COfferedStream::Read(std::string& content) {
     return true;
 }
 
+bool COfferedStream::Write(const std::string& content) {
+    hasWritten = true;
+    return CCrashSafeFileStream::Write(content);
+}
+
 /// Makes this thread the only one that changes the overlay in memory.
 class CSafeConfigImpl::CChangeLock {
 public:
@@ -67,11 +72,21 @@ void CSafeConfigImpl::Change(const std::function<void()>& work) {
     const CChangeLock lock(*this, m_lockLimit);
     const std::string before = m_stream->KnownText();
     try {
+        m_stream->hasWritten = false;
         work();
+        if (!m_stream->hasWritten && CatchUp()) work();
     } catch (...) {
         Adopt(before);
         throw;
     }
+}
+
+/// Reloads if the file holds another text than memory: a change that has nothing to change in
+/// memory may have in the file. Returns whether it does.
+bool CSafeConfigImpl::CatchUp() {
+    const std::string before = m_stream->KnownText();
+    COverlayedConfig::Reload();
+    return m_stream->KnownText() != before;
 }
 
 bool CSafeConfigImpl::Restore(const std::string& key) {

@@ -26,6 +26,9 @@ public:
 
     void Offer(const std::string& text) { m_offer = text; }
     bool Read(std::string& content) override;
+    bool Write(const std::string& content) override;
+
+    bool hasWritten = false;  ///< set by every `Write`
 
 private:
     std::optional<std::string> m_offer;
@@ -70,6 +73,7 @@ private:
 
     void Adopt(const std::string& text);
     void Change(const std::function<void()>& work);
+    bool CatchUp();
 
     const std::shared_ptr<COfferedStream> m_stream;
     const TConfigMap m_defaults;
