@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
@@ -55,23 +56,29 @@ std::uint64_t Checksum(const TTexts&... texts) {
     return hash;
 }
 
+void AppendNumber(std::string& text, std::uint64_t number) {
+    char digits[24];
+    (void)std::snprintf(digits, sizeof digits, " %llu", static_cast<unsigned long long>(number));
+    text += digits;
+}
+
 /// A line with the sizes and the checksum, then both texts.
 std::string Encode(const SChange& change) {
     std::string journal = Magic;
-    journal += ' ' + std::to_string(change.newText.size());
-    journal += ' ' + std::to_string(change.oldText.size());
-    journal += ' ' + std::to_string(Checksum(journal, change.newText, change.oldText));
-    return journal + '\n' + change.newText + change.oldText;
+    AppendNumber(journal, change.newText.size());
+    AppendNumber(journal, change.oldText.size());
+    AppendNumber(journal, Checksum(journal, change.newText, change.oldText));
+    return journal.append("\n").append(change.newText).append(change.oldText);
 }
 
 /// Returns nothing for a journal that is not whole. It is, if its texts encode to just this.
 std::optional<SChange> Decode(const std::string& journal) {
     const std::size_t end = journal.find('\n');
     if (end == std::string::npos || end < Magic.size()) return std::nullopt;
-    const std::string texts = journal.substr(end + 1);
+    const std::size_t begin = end + 1;
     const std::size_t size = std::strtoul(journal.c_str() + Magic.size(), nullptr, 10);
-    if (size > texts.size()) return std::nullopt;
-    SChange change{texts.substr(0, size), texts.substr(size)};
+    if (size > journal.size() - begin) return std::nullopt;
+    SChange change{journal.substr(begin, size), journal.substr(begin + size)};
     if (Encode(change) != journal) return std::nullopt;
     return change;
 }
@@ -194,7 +201,7 @@ std::string CanonicalPath(const std::string& path) {
     if (const TPath file(realpath(path.c_str(), nullptr), &std::free); file) return file.get();
     const TPath folder(realpath(FolderOf(path).c_str(), nullptr), &std::free);
     if (!folder) return path;
-    return std::string(folder.get()) + '/' + path.substr(path.rfind('/') + 1);
+    return std::string(folder.get()).append("/").append(path, path.rfind('/') + 1);
 }
 
 void OpenDocument(const std::string& path, TLimit limit) {
