@@ -97,10 +97,12 @@ bool IsBetween(const SChange& change, const std::string& text) {
     return true;
 }
 
-/// Returns the text that counts when a document holds `text`.
+/// Returns the text that counts when a document holds `text`. The old one may have been put there
+/// again by somebody else, after all of the change.
 std::string Settled(const std::string& journal, const std::string& text) {
     const std::optional<SChange> change = Decode(journal);
-    return change && (IsBetween(*change, text) || !IsWhole(text)) ? change->newText : text;
+    if (!change || text == change->oldText) return text;
+    return IsBetween(*change, text) || !IsWhole(text) ? change->newText : text;
 }
 
 void SynchronizeFolder(const std::string& path) {
