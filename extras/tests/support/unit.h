@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "support/system_calls.h"
 #include "support/temp_root.h"
 #include "support/text.h"
 
@@ -43,7 +44,10 @@ public:
     std::shared_ptr<Tamsel::Extras::CSafeConfig> Open(Tamsel::TChangeCallback callback = {}) const {
         return Tamsel::Extras::Open("unit", Path(), std::move(callback));
     }
-    std::shared_ptr<Tamsel::IConfig> Create() const { return Tamsel::Create("unit", Path()); }
+    std::shared_ptr<Tamsel::IConfig> Create() const {
+        const CHooked unhooked(nullptr);  // it insists on inotify
+        return Tamsel::Create("unit", Path());
+    }
 
     /// Returns what a program on the bare library finds in the overlay file, on one line.
     std::string State() const try {
