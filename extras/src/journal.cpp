@@ -9,8 +9,6 @@
 #include <memory>
 #include <optional>
 
-#include <tamsel/file_util.h>
-
 #include "document_text.h"
 #include "system.h"
 
@@ -23,6 +21,12 @@ using TLimit = std::chrono::milliseconds;
 const std::string Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
+
+/// Not by `Tamsel::Exists`, which asks for the real user: a file that he cannot see is not missing.
+bool IsMissing(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
 
 struct stat StatusOf(int descriptor, const std::string& path) {
     struct stat status {};
@@ -94,7 +98,7 @@ std::string Settled(const std::string& journal, const std::string& text) {
 bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
     const std::string left = journal.Read();
     if (left.empty()) return false;
-    if (Exists(path)) {
+    if (!IsMissing(path)) {
         const CFileLock document(path, CFileLock::EMode::Exclusive, limit);
         const std::string text = document.Read();
         const std::string settled = Settled(left, text);
@@ -143,8 +147,8 @@ void CreateEmpty(const std::string& path) {
 /// existing journal stays missing: that tells what to do with what the journal holds.
 std::string EnsureJournal(const std::string& path) {
     const std::string journal = JournalOf(path);
-    if (Exists(journal)) return journal;
-    if (!Exists(path)) CreateEmpty(path);
+    if (!IsMissing(journal)) return journal;
+    if (IsMissing(path)) CreateEmpty(path);
     struct stat document {};
     Checked(path, [&] { return stat(path.c_str(), &document); });
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
@@ -156,7 +160,7 @@ std::string EnsureJournal(const std::string& path) {
 /// Returns the path of the document, which is then whole and exists.
 const std::string& EnsureDocument(const CFileLock& journal, const std::string& path, TLimit limit) {
     (void)Complete(journal, path, limit);
-    if (!Exists(path)) CreateEmpty(path);
+    if (IsMissing(path)) CreateEmpty(path);
     return path;
 }
 
@@ -211,7 +215,7 @@ std::string ReadDocument(const std::string& path, TLimit limit) {
 }
 
 bool RecoverDocument(const std::string& path, TLimit limit) {
-    if (!Exists(JournalOf(path))) return false;
+    if (IsMissing(JournalOf(path))) return false;
     const CFileLock journal(JournalOf(path), CFileLock::EMode::Exclusive, limit);
     return Complete(journal, path, limit);
 }

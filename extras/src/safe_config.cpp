@@ -63,8 +63,20 @@ void CSafeConfigImpl::Adopt(const std::string& text) {
     COverlayedConfig::Reload();
 }
 
+/// Without it, a change would be compared with what the file held long ago, and a `Set` of the
+/// value that memory still has would do nothing about the one that somebody else has set since. A
+/// file that cannot be parsed is left to the change, which replaces it.
+void CSafeConfigImpl::CatchUp() {
+    const std::string known = m_stream->KnownText();
+    std::string text;
+    (void)m_stream->Read(text);
+    m_stream->SetKnownText(known);
+    if (text != known && IsWhole(text)) Adopt(text);
+}
+
 void CSafeConfigImpl::Change(const std::function<void()>& work) {
     const CChangeLock lock(*this, m_lockLimit);
+    CatchUp();
     const std::string before = m_stream->KnownText();
     try {
         work();

@@ -69,6 +69,7 @@ private:
     }
 
     void Adopt(const std::string& text);
+    void CatchUp();
     void Change(const std::function<void()>& work);
 
     const std::shared_ptr<COfferedStream> m_stream;

@@ -24,7 +24,7 @@ namespace Tamsel::Extras {
 ///   the one after it. What a change reported as done is on storage.
 /// - A change applies to what the overlay file holds at that moment: changes of different keys by
 ///   several processes all last, and of changes of one key the last one does. `Erase` erases
-///   everybody's. Others' changes are answered after `Reload`, `Transact` or
+///   everybody's. What others changed is answered after a change of one's own, `Reload`, or
 ///   `CConfigWatcher::Changes`.
 /// - When a change throws, memory is as before, also when the change callback threw. The file is as
 ///   before too; only if writing it a second time fails as well does it become the new one.
