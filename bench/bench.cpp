@@ -258,7 +258,7 @@ void CompareSet(State& state, const std::string& root) {
     std::string baselineText;
     std::string ourText;
     Require(Tamsel::ReadFile(baselinePath, baselineText) && baselineText == text,
-            "the baseline writes all");
+            "the baseline writes everything");
     map[Sample::IntKey] = value;
     Require(Tamsel::ReadFile(path, ourText) && Baseline::Parse(ourText) == Sample::ToJson(map) &&
                 ourText.size() == text.size(),
