@@ -83,9 +83,9 @@ public:
 class TAMSEL_API IConfig : public IReadOnlyConfig {
 public:
     /// Sets `key` to `value`: stores it in the overlay in memory, calls the change callback, then
-    /// writes and synchronises the file. Until it returns, other threads' calls block, except
-    /// `HasChanged` and `GetOverlayedFileSize`. Blocks indefinitely while anyone else holds the
-    /// file's lock.
+    /// writes and synchronises the file. Until it returns, other threads' calls on this object
+    /// block, except `HasChanged` and `GetOverlayedFileSize`. Blocks indefinitely while anyone else
+    /// holds the file's lock.
     ///
     /// Does nothing, neither callback nor write, if the overlay stores an equal value, or if the
     /// key is not overridden and its default is equal. An overridden key that is set to its default
@@ -98,7 +98,7 @@ public:
     /// file's 5 is an `int`, so `Set(key, 5u)` and `Set(key, 5.0)` change it, and `Set(key, 5u)`
     /// does so again after each `Reload`. A `float` is stored as the equal `double`.
     ///
-    /// \warning Overloads are selected as in `Get`: a string literal selects `bool`.
+    /// \warning Overloads are selected as in `Get`: for text, pass a `std::string`.
     ///
     /// \warning `Json::nullValue` is an enumerator and stores 0; pass `Json::Value()`. `{1, 2}`
     /// selects `std::string` and stores two characters.
