@@ -15,10 +15,11 @@ namespace Tamsel::Extras {
 /// Follows a configuration: a descriptor for your `poll` or `epoll`, and what changed.
 ///
 /// Reports only states that somebody wrote as a whole, and always the last one; states that follow
-/// one another quickly can be reported as one. It waits for writers that take no lock, such as `cp`:
-/// a file that was modified but not closed, and one that is empty, missing or does not parse, is
-/// believed after 200 ms without another event. It follows the path: the file and its directory can
-/// be renamed, removed and created again. A file that cannot be read changes nothing, see `Problem`.
+/// one another quickly can be reported as one. It waits for writers that take no lock, such as
+/// `cp`: a file that was modified but not closed, and one that is empty, missing or does not parse,
+/// is believed after 200 ms without another event. It follows the path: the file and its directory
+/// can be renamed, removed and created again. A file that cannot be read changes nothing, see
+/// `Problem`.
 ///
 /// The defaults are read once. It writes nothing, except to complete an interrupted change. Not
 /// thread-safe, but other threads can use the configuration. Owns an inotify instance and two other
@@ -41,10 +42,10 @@ public:
     /// \throws CInotifyHandlingError inotify is not available
     explicit CConfigWatcher(std::shared_ptr<CSafeConfig> config);
 
-    /// Follows the configuration with these files, as for `Create`. Creates nothing: the overlay and
-    /// its directory can be missing. Reloads `config`, if it is not null, when the overlay has
-    /// changed: a configuration that `Create` returned for the same arguments. As that reads without
-    /// a lock, it can have half a write of `cp` for a moment, which is not reported.
+    /// Follows the configuration with these files, as for `Create`. Creates nothing: the overlay
+    /// and its directory can be missing. Reloads `config`, if it is not null, when the overlay has
+    /// changed: a configuration that `Create` returned for the same arguments. As that reads
+    /// without a lock, it can have half a write of `cp` for a moment, which is not reported.
     ///
     /// \throws CInotifyHandlingError inotify is not available
     /// \throws CAccessDenied the defaults file is not readable
@@ -70,8 +71,8 @@ public:
     /// All values as of the last `Changes`.
     const TConfigMap& Values() const;
 
-    /// Why the overlay file cannot be read at present, in words; empty if it can. When it can be read
-    /// again, `Changes` reports what differs.
+    /// Why the overlay file cannot be read at present, in words; empty if it can. When it can be
+    /// read again, `Changes` reports what differs.
     const std::string& Problem() const;
 
 private:

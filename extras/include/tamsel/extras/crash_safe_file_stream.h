@@ -17,8 +17,8 @@ namespace Tamsel::Extras {
 
 class CFolderWatch;
 
-/// A stream over a file that is read, written and watched. A crash, a kill or a power failure during
-/// a write leaves the old text or the new one, never a part.
+/// A stream over a file that is read, written and watched. A crash, a kill or a power failure
+/// during a write leaves the old text or the new one, never a part.
 ///
 /// Use it below a `COverlayedConfig` in place of `CFileStream`; `Open` does, and more. Next to the
 /// file is its journal, "PATH.journal", empty except during a change, with the permissions and the
@@ -26,8 +26,8 @@ class CFolderWatch;
 /// in place: it keeps its inode, and all watches on it.
 ///
 /// Thread-safe. Any number of objects, in any processes, can write one file: each write is a change
-/// of single keys, see `Write`. Reads and writes lock the journal and then the file, and block while
-/// anyone else has a conflicting lock, for at most `lockLimit`.
+/// of single keys, see `Write`. Reads and writes lock the journal and then the file, and block
+/// while anyone else has a conflicting lock, for at most `lockLimit`.
 ///
 /// \warning Programs on the bare library can use the same file, once `Recover` has completed what
 /// was interrupted. They are not protected: their changes rewrite the file from their own memory,
@@ -39,8 +39,8 @@ public:
     /// Completes an interrupted change. Accepts files that are readable but not writable: `Write`
     /// then throws. Without inotify, everything but `HasChanged` works.
     ///
-    /// \throws CAccessDenied a file is missing and cannot be created, or cannot be locked or
-    /// repaired; `what()` ends with the system's reason
+    /// \throws CAccessDenied a file is missing and cannot be created; `what()` ends with the system's
+    /// reason
     /// \throws std::system_error with the code `std::errc::timed_out`: somebody else had a lock for
     /// all of `lockLimit`. So does every operation that reads or writes
     explicit CCrashSafeFileStream(const std::string& path,
@@ -66,10 +66,10 @@ public:
     /// Replaces the text with `content` and returns true when storage has it.
     ///
     /// If the file no longer contains the text that this object last read or wrote, the difference
-    /// between that text and `content` is applied to what it contains now, by top-level key: changes
-    /// of other keys by others remain, and `content` wins where both changed a key. The file then
-    /// contains keys that the caller learns of by the next `Read`. A file that does not parse is
-    /// replaced by `content`.
+    /// between that text and `content` is applied to what it contains now, by top-level key:
+    /// changes of other keys by others remain, and `content` wins where both changed a key. The
+    /// file then contains keys that the caller learns of by the next `Read`. A file that does not
+    /// parse is replaced by `content`.
     ///
     /// If this throws, the file contains the old text. Only if restoring that failed too does it
     /// have the new one, by the next recovery.
@@ -85,8 +85,9 @@ public:
     void Update(const std::function<std::string(const std::string& text)>& change);
 
     /// Returns true if anyone, this object included, wrote, replaced, removed or created the file
-    /// since the previous call, or since construction. Follows the path, unlike `CFileStream`, which
-    /// follows the inode. Non-blocking. Threads that call it concurrently share the notifications.
+    /// since the previous call, or since construction. Follows the path, unlike `CFileStream`,
+    /// which follows the inode. Non-blocking. Threads that call it concurrently share the
+    /// notifications.
     ///
     /// \throws CInotifyHandlingError inotify is not available, or cannot be read
     bool HasChanged() override;

@@ -44,8 +44,8 @@ public:
     std::string Read() const;
 
     /// Replaces the content of the file and returns when storage has it. Overwrites in place and
-    /// truncates afterwards: the file keeps its inode and its watches, is never empty in between, and
-    /// needs space only where it grows. Not atomic.
+    /// truncates afterwards: the file keeps its inode and its watches, is never empty in between,
+    /// and needs space only where it grows. Not atomic.
     ///
     /// \throws std::system_error the content cannot be written, synchronized or read back; the file
     /// can then contain parts of both

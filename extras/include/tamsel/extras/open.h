@@ -43,13 +43,13 @@ public:
     /// process or thread changes the file in between.
     ///
     /// Calls `change` once with a configuration that has the current state of the file. When it
-    /// returns, its changes are written; then this object has the new state, and the change callback
-    /// is called for each effective `Set`, in order. If `change` or the write throws, nothing has
-    /// changed, neither the file nor memory.
+    /// returns, its changes are written; then this object has the new state, and the change
+    /// callback is called for each effective `Set`, in order. If `change` or the write throws,
+    /// nothing has changed, neither the file nor memory.
     ///
-    /// The configuration passed to `change` is valid during that call, for that thread. Its `Reload`
-    /// discards the changes so far, and its `HasChanged` returns false. Changing this object inside
-    /// `change`, by a nested `Transact` too, throws `std::system_error` with the code
+    /// The configuration passed to `change` is valid during that call, for that thread. Its
+    /// `Reload` discards the changes so far, and its `HasChanged` returns false. Changing this
+    /// object inside `change`, by a nested `Transact` too, throws `std::system_error` with the code
     /// `std::errc::resource_deadlock_would_occur`; reading it is allowed, and blocks nobody.
     ///
     /// \throws any exception of `change`, or as `IConfig::Reload` and `IConfig::Set`
