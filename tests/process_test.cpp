@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// What other threads and processes, signals, mounts and many rounds add.
+#include <malloc.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+#include "support/fault_injection.h"
+#include "support/test_support.h"
+
+using namespace Tamsel;
+
+namespace {
+
+const char* const Path = "data/config/n.json";
+
+class Processes : public InTestFolder {
+protected:
+    /// Waits until another process has made the file.
+    static void Await(const std::string& file) {
+        while (!Exists(file)) usleep(1000);
+    }
+    std::shared_ptr<IConfig> config = (PutText(Path, R"({"k":0})"), Create("n", ""));
+};
+
+}  // namespace
+
+TEST_F(Processes, ReadersBesideAWriterSeeOldOrNewAlsoInAStormOfSignals) {
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &interrupt, nullptr);
+    const pid_t storm = Spawn([target = getpid()] {
+        while (kill(target, SIGUSR1) == 0) WriteFile(Path, std::string(5000, ' '));
+        return true;
+    });
+    std::atomic<bool> isDone = false;
+    const auto watch = [&] {
+        for (int last = 0; !isDone;) {
+            const int now = config->Get("k", -1);
+            EXPECT_TRUE(now >= last && config->GetAllConfigKeys().size() == 1);
+            last = now;
+        }
+    };
+    std::thread readers[] = {std::thread(watch), std::thread(watch)};
+    int value = 0;
+    const std::string interrupted =
+        "Tamsel::CInvalidConfig: Failed to write config file 'data/config/n.json'";
+    while (++value <= 100) {
+        const std::string thrown = Thrown([&] { config->Set("k", value); });
+        EXPECT_TRUE(thrown.empty() || thrown == interrupted) << thrown;
+    }
+    kill(storm, SIGKILL);
+    Join(storm);
+    for (; value <= 200; ++value) {
+        config->Set("k", value);
+        config->Reload();
+    }
+    isDone = true;
+    for (std::thread& reader : readers) reader.join();
+    EXPECT_EQ(Create("n", "")->Get("k", 0), 200);
+}
+
+TEST_F(Processes, FollowEachOthersChanges) {
+    EXPECT_TRUE(Join(Spawn([] { return Create("n", "")->Set("k", 1), true; })));
+    EXPECT_TRUE(config->HasChanged());
+    config->Reload();
+    EXPECT_EQ(config->Get("k", 0), 1);
+}
+
+TEST_F(Processes, WaitForALockWithAChangeButNotWithAReload) {
+    const pid_t holder = Spawn([] {
+        const int file = open(Path, O_RDWR);
+        const bool isEmptied = flock(file, LOCK_EX) == 0 && ftruncate(file, 0) == 0;
+        PutText("emptied", "");
+        Await("reloaded");
+        usleep(200000);
+        return isEmptied && TextOf(Path).empty();
+    });
+    Await("emptied");
+    config->Reload();
+    EXPECT_TRUE(config->GetAllConfigKeys().empty());
+    PutText("reloaded", "");
+    config->Set("k", 2);
+    EXPECT_TRUE(Join(holder));
+    EXPECT_EQ(Create("n", "")->Get("k", 0), 2);
+}
+
+TEST_F(Processes, HoldTheStoresLockAroundTheFileWork) {
+    const std::string write =
+        "wrlock fopen lock ftruncate fwrite fflush fsync unlock fclose rwunlock";
+    EXPECT_EQ(InjectFault([&] { config->Set("k", 1); }).calls, write);
+    EXPECT_EQ(InjectFault([&] { config->Restore("k"); }).calls, write);
+    EXPECT_EQ(InjectFault([&] { config->Erase(); }).calls, write);
+    EXPECT_EQ(InjectFault([&] { config->Reload(); }).calls,
+              "wrlock fopen read read fclose rwunlock");
+}
+
+TEST_F(Processes, LeaveDescriptorsAndMemoryAsTheyWereAfterManyRounds) {
+    config->Set("k", 1);
+    const auto memory = mallinfo2().uordblks;
+    for (int round = 1; round <= 1000; ++round) config->Set("k", round);
+    for (int round = 1; round <= 100; ++round) Create("n", "")->Get("k", 0);
+    EXPECT_LE(mallinfo2().uordblks, memory + 1000);
+}
+
+TEST_F(Processes, SeeTheMergedPathOfAnOverlayfsAndNotTheLayersBelow) {
+    for (const char* const file : {"lower/file", "upper/x", "work/x", "merged/x"})
+        PutText(file, "");
+    const auto inMount = [](const std::function<bool()>& work) {
+        const char* const layers = "lowerdir=lower,upperdir=upper,workdir=work";
+        return Join(Spawn([&] {
+            return unshare(CLONE_NEWNS) == 0 && mount("", "/", "", MS_REC | MS_PRIVATE, "") == 0 &&
+                   mount("overlay", "merged", "overlay", 0, layers) == 0 && work();
+        }));
+    };
+    if (!inMount([] { return true; })) GTEST_SKIP() << "an overlayfs cannot be mounted here";
+    EXPECT_TRUE(inMount([] {
+        CFileStream stream("merged/file");
+        const bool isSeen = stream.Write("copied up") && stream.HasChanged();
+        return isSeen && WriteFile("upper/file", "below") && !stream.HasChanged();
+    }));
+}
