@@ -6,7 +6,6 @@
 #include "support/test_support.h"
 
 using namespace Tamsel;
-using Extras::CMemoryStream;
 using TKeys = std::unordered_set<std::string>;
 
 namespace {
@@ -16,7 +15,7 @@ class Store : public testing::TestWithParam<bool> {
 
     static std::shared_ptr<IFileStream> MakeStream(const std::string& name) {
         if (GetParam()) return std::make_shared<CFileStream>(name);
-        return std::make_shared<CMemoryStream>();
+        return std::make_shared<Extras::CMemoryStream>();
     }
 
 protected:
@@ -24,24 +23,19 @@ protected:
         defaults->Write(defaultsText);
         overlay->Write(overlayText);
         overlay->HasChanged();
-        OpenAgain();
-    }
-
-    void OpenAgain() {
-        const auto tell = [this](const std::string& key, const Json::Value& value) {
-            told += key + "=" + value.toStyledString();
-            if (callback) callback();
-        };
-        config = std::make_shared<COverlayedConfig>(defaults, overlay, tell);
+        config =
+            std::make_shared<COverlayedConfig>(defaults, overlay, [this](auto& key, auto& value) {
+                told = key + "=" + value.toStyledString();
+                if (callback) callback();
+            });
         told.clear();
     }
 
     Json::Value Get(const std::string& key) { return config->Get(key, Json::Value("none")); }
 
-    Json::Value Overlay() {
+    std::string OverlayText() {
         std::string text;
-        overlay->Read(text);
-        return Parse(text);
+        return overlay->Read(text) ? text : "(none)";
     }
 
     const std::shared_ptr<IFileStream> defaults = MakeStream("defaults");
@@ -51,67 +45,60 @@ protected:
     std::function<void()> callback;  // what it does beside
 };
 
-/// Asks for one that is held, one that is missing, and "null", which is of no type.
+/// What the Get of one type answers, or "-" when the held value is of another; `Exists` must agree.
 template <typename T>
-void ExpectHeld(const IReadOnlyConfig& config, const std::string& key, EDataType type,
-                const T& value, const T& other) {
-    EXPECT_EQ(config.Get(key, other), value) << key;
-    EXPECT_EQ(config.Get("missing", other), other) << key;
-    EXPECT_THROW(config.Get("null", other), CTypeError) << key;
-    EXPECT_TRUE(config.Exists(key, type)) << key;
-    EXPECT_FALSE(config.Exists("missing", type)) << key;
-    EXPECT_FALSE(config.Exists("null", type)) << key;
+std::string As(const IReadOnlyConfig& config, EDataType type, const char* name, T defaultValue) {
+    std::ostringstream text;
+    text.precision(17);
+    const auto get = [&] { text << std::boolalpha << config.Get("k", defaultValue) << ' '; };
+    const std::string error = Thrown(get);
+    const bool isHeld = config.GetAllConfigKeys().count("k") != 0;
+    EXPECT_EQ(config.Exists("k", type), isHeld && error.empty()) << name;
+    if (error.empty()) return text.str();
+    EXPECT_EQ(error,
+              std::string("Tamsel::CTypeError: Config option with key 'k' is not a ") + name);
+    return "- ";
 }
 
-void ExpectEachType(const IReadOnlyConfig& config) {
-    ExpectHeld(config, "bool", EDataType::Bool, true, false);
-    ExpectHeld(config, "max", EDataType::Uint32, 4294967295U, 1U);
-    ExpectHeld(config, "max", EDataType::Uint64, 4294967295ULL, 2ULL);
-    ExpectHeld(config, "min", EDataType::Int32, -3, 3);
-    ExpectHeld(config, "min", EDataType::Int64, -3LL, 4LL);
-    ExpectHeld(config, "real", EDataType::Float, 0.1F, 5.5F);
-    ExpectHeld(config, "real", EDataType::Double, 0.1, 6.5);
-    ExpectHeld<std::string>(config, "text", EDataType::String, "x", "none");
-    EXPECT_EQ(config.Get("null", Json::Value("none")), Json::Value());
-    EXPECT_EQ(config.Get("missing", Json::Value("none")), "none");
-    EXPECT_EQ(config.GetAllConfigKeys(), (TKeys{"bool", "max", "min", "real", "text", "null"}));
+/// What each typed Get answers for "k".
+std::string Answers(const IReadOnlyConfig& config) {
+    EXPECT_FALSE(config.Exists("k", EDataType(9)));
+    return As(config, EDataType::Bool, "Bool", true) + As(config, EDataType::Uint32, "Uint32", 1U) +
+           As(config, EDataType::Uint64, "Uint64", 2ULL) +
+           As(config, EDataType::Int32, "Int32", -3) + As(config, EDataType::Int64, "Int64", -4LL) +
+           As(config, EDataType::Float, "Float", 5.5F) +
+           As(config, EDataType::Double, "Double", 6.5) +
+           As(config, EDataType::String, "String", std::string("seven"));
 }
 
-struct SChange {
+const struct {
     int line;
     const char *defaults, *overlay;
     std::function<void(IConfig&)> change;
-    std::string after;  // what the overlay then holds; empty when it is not written
-    std::string told = "";
-};
-
-const SChange Changes[] = {
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", true); }, R"({"k":true})", "k=true\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", ~0U); }, R"({"k":4294967295})",
-     "k=4294967295\n"},
+    const char* after;  // what the overlay then holds; empty when it is not written
+    bool isTold;
+} Changes[] = {
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", true); }, R"({"k":true})", true},
     {__LINE__, "", "", [](IConfig& c) { c.Set("k", ~0ULL); }, R"({"k":18446744073709551615})",
-     "k=18446744073709551615\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", -5); }, R"({"k":-5})", "k=-5\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", -(1LL << 62)); },
-     R"({"k":-4611686018427387904})", "k=-4611686018427387904\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.1F); }, R"({"k":0.10000000149011612})",
-     "k=0.10000000149011612\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.5); }, R"({"k":0.5})", "k=0.5\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("", std::string("x y")); }, R"({"":"x y"})",
-     "=\"x y\"\n"},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", Json::Value()); }, R"({"k":null})", "k=null\n"},
-    // Nothing happens over an equal default or override. Equality is jsoncpp's.
-    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5); }, ""},
-    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5})", "k=5\n"},
-    {__LINE__, R"({"k":0.5})", "", [](IConfig& c) { c.Set("k", 0.5F); }, ""},
-    {__LINE__, R"({"k":5})", R"({"k":6,"z":1})", [](IConfig& c) { c.Set("k", 6); }, ""},
-    {__LINE__, R"({"k":5})", R"({"k":6,"z":1})", [](IConfig& c) { c.Set("k", 5); },
-     R"({"k":5,"z":1})", "k=5\n"},
-    {__LINE__, R"({"k":5})", R"({"k":6,"z":1})", [](IConfig& c) { EXPECT_TRUE(c.Restore("k")); },
-     R"({"z":1})"},
-    {__LINE__, R"({"k":5})", R"({"z":1})", [](IConfig& c) { EXPECT_FALSE(c.Restore("k")); }, ""},
-    {__LINE__, R"({"k":5})", R"({"k":6,"z":1})", [](IConfig& c) { c.Erase(); }, "null"},
-    {__LINE__, "", "", [](IConfig& c) { c.Erase(); }, "null"},
+     true},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", -(1LL << 40)); }, R"({"k":-1099511627776})",
+     true},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.1F); }, R"({"k":0.10000000149011612})", true},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.5); }, R"({"k":0.5})", true},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", std::string("x")); }, R"({"k":"x"})", true},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", Json::Value()); }, R"({"k":null})", true},
+    // Over an equal default or override nothing happens. Equality is jsoncpp's.
+    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5); }, "", false},
+    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5})", true},
+    {__LINE__, R"({"k":0.5})", "", [](IConfig& c) { c.Set("k", 0.5F); }, "", false},
+    {__LINE__, R"({"k":5})", R"({"k":6})", [](IConfig& c) { c.Set("k", 6); }, "", false},
+    {__LINE__, R"({"k":5})", R"({"k":6})", [](IConfig& c) { c.Set("k", 5); }, R"({"k":5})", true},
+    {__LINE__, "", R"({"k":5,"":1})", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5,"":1})", true},
+    {__LINE__, "", R"({"k":6,"z":1})", [](IConfig& c) { EXPECT_TRUE(c.Restore("k")); },
+     R"({"z":1})", false},
+    {__LINE__, "", R"({"k":6})", [](IConfig& c) { EXPECT_FALSE(c.Restore("z")); }, "", false},
+    {__LINE__, "", R"({"k":6,"z":1})", [](IConfig& c) { c.Erase(); }, "null", false},
+    {__LINE__, "", "", [](IConfig& c) { c.Erase(); }, "null", false},
 };
 
 static_assert(std::is_same_v<decltype(std::declval<IConfig&>().Get("k", "text")), bool>,
@@ -119,74 +106,78 @@ static_assert(std::is_same_v<decltype(std::declval<IConfig&>().Get("k", "text"))
 
 }  // namespace
 
-TEST_P(Store, AnswersEachTypeFromEitherLayer) {
-    const std::string some = R"({"bool":true,"max":4294967295,"min":-3})";
-    const std::string others = R"({"real":0.1,"text":"x","null":null,"max":4294967295})";
-    Open(some, others);
-    ExpectEachType(*config);
-    Open(others, some);
-    ExpectEachType(*config);
-    Open(R"({"bool":true,"max":4294967295,"min":-3,"real":0.1,"text":"x","null":null})", "");
-    const CStaticConfig fixed(defaults);
-    defaults->Write("");
-    ExpectEachType(fixed);
-}
-
-TEST_P(Store, WritesAndTellsOfAChangeAlone) {
-    for (const SChange& row : Changes) {
-        const testing::ScopedTrace trace(__FILE__, row.line, "this change");
-        Open(row.defaults, row.overlay);
-        row.change(*config);
-        EXPECT_EQ(Overlay(), Parse(row.after.empty() ? row.overlay : row.after));
-        EXPECT_EQ(config->HasChanged(), !row.after.empty());
-        EXPECT_EQ(told, row.told);
-        const Json::Value now = Get("k");
-        OpenAgain();
-        EXPECT_TRUE(Get("k") == now || now.isUInt64()) << now << Get("k");
+TEST_P(Store, AnswersEachTypeWhoseRangeHoldsTheValue) {
+    const struct {
+        int line;
+        std::string text, answers;  // Bool, Uint32, Uint64, Int32, Int64, Float, Double, String
+    } rows[] = {
+        {__LINE__, R"({"K":0,"k ":0})", "true 1 2 -3 -4 5.5 6.5 seven "},
+        {__LINE__, R"({"k":null})", "- - - - - - - - "},
+        {__LINE__, R"({"k":{"k":1}})", "- - - - - - - - "},
+        {__LINE__, R"({"k":false})", "false - - - - - - - "},
+        {__LINE__, R"({"k":"5"})", "- - - - - - - 5 "},
+        {__LINE__, R"({"k":-1})", "- - - -1 -1 -1 -1 - "},
+        {__LINE__, R"({"k":3.0})", "- 3 3 3 3 3 3 - "},
+        {__LINE__, R"({"k":0.1})", "- - - - - 0.10000000149011612 0.10000000000000001 - "},
+        {__LINE__, R"({"k":3000000000})",
+         "- 3000000000 3000000000 - 3000000000 3000000000 3000000000 - "},
+        {__LINE__, R"({"k":4294967296})", "- - 4294967296 - 4294967296 4294967296 4294967296 - "},
+        {__LINE__, R"({"k":9223372036854775808})",
+         "- - 9223372036854775808 - - 9.2233720368547758e+18 9.2233720368547758e+18 - "},
+        {__LINE__, R"({"k":1e39})", "- - - - - inf 9.9999999999999994e+38 - "},
+    };
+    for (const auto& row : rows) {
+        const testing::ScopedTrace trace(__FILE__, row.line, row.text);
+        Open(row.text, R"({"z":1})");
+        EXPECT_EQ(Answers(*config), row.answers);
+        const CStaticConfig fixed(defaults);
+        Open("", row.text);
+        EXPECT_EQ(Answers(*config) + Answers(fixed), row.answers + row.answers);
+        const Json::Value value = Parse(row.text).get("k", "none");
+        EXPECT_EQ(config->Get("k", Json::Value("none")), value);
+        EXPECT_EQ(fixed.Get("k", Json::Value("none")), value);
+        EXPECT_EQ(config->Exists("k", EDataType::Any), value != "none");
+        EXPECT_EQ(fixed.Exists("k", EDataType::Any), value != "none");
     }
 }
 
-TEST(StoreOverAFailingStream, KeepsAChangeInMemoryAndWritesItWithTheNext) {
-    for (const SChange& row : Changes) {
-        const testing::ScopedTrace trace(__FILE__, row.line, "this change");
-        const auto overlay = std::make_shared<CMemoryStream>(row.overlay);
-        COverlayedConfig config(std::make_shared<CMemoryStream>(row.defaults), overlay, nullptr);
-        overlay->failNext = true;
-        const std::string thrown = Thrown([&] { row.change(config); });
-        EXPECT_EQ(overlay->text, row.overlay);
-        overlay->failNext = false;
-        config.Set("next", 1);
-        Json::Value after = Parse(row.after.empty() ? row.overlay : row.after);
-        after["next"] = 1;
-        EXPECT_EQ(Parse(overlay->text), after);
-        EXPECT_EQ(thrown, row.after.empty()
-                              ? ""
-                              : "Tamsel::CInvalidConfig: Failed to write config file 'memory'");
+TEST_P(Store, AnswersFromTheOverlayFirst) {
+    Open(R"({"k":1,"a":2})", R"({"k":3,"b":null})");
+    EXPECT_EQ(Get("k"), 3);
+    EXPECT_EQ(Get("a"), 2);
+    EXPECT_EQ(config->GetAllConfigKeys(), (TKeys{"k", "a", "b"}));
+    EXPECT_EQ(CStaticConfig(defaults).GetAllConfigKeys(), (TKeys{"k", "a"}));
+}
+
+TEST_P(Store, WritesAndTellsOfAChangeAlone) {
+    for (const auto& row : Changes) {
+        const testing::ScopedTrace trace(__FILE__, row.line, row.overlay);
+        Open(row.defaults, row.overlay);
+        row.change(*config);
+        const bool isWritten = *row.after != '\0';
+        EXPECT_EQ(config->HasChanged(), isWritten);
+        EXPECT_EQ(Parse(OverlayText()), Parse(isWritten ? row.after : row.overlay));
+        EXPECT_EQ(told, row.isTold ? "k=" + Parse(row.after)["k"].toStyledString() : "");
     }
 }
 
 TEST_P(Store, ReloadsTheOverlayAlone) {
-    const struct {
-        int line;
-        std::string overlay, thrown, value;
-    } rows[] = {
-        {__LINE__, R"({"k":3})", "", "3"},
-        {__LINE__, "", "", "1"},
-        {__LINE__, R"({"k":)", "Tamsel::CInvalidConfig", "2"},
-        {__LINE__, "[1]", "Json::LogicError", "2"},
-    };
-    for (const auto& row : rows) {
-        const testing::ScopedTrace trace(__FILE__, row.line, row.overlay);
-        Open(R"({"k":1})", R"({"k":2})");
-        defaults->Write(R"({"k":9})");
-        overlay->Write(row.overlay);
-        EXPECT_EQ(Get("k"), 2);
-        EXPECT_EQ(config->GetOverlayedFileSize(), row.overlay.size());
-        const std::string thrown = Thrown([this] { config->Reload(); });
-        EXPECT_EQ(thrown.substr(0, thrown.find(": ")), row.thrown);
-        EXPECT_EQ(Get("k"), Parse(row.value));
-        EXPECT_EQ(told, "");
-    }
+    Open(R"({"k":1})", R"({"k":2})");
+    defaults->Write(R"({"k":9})");
+    overlay->Write(R"({"k":  3})");
+    EXPECT_EQ(Get("k"), 2);
+    EXPECT_EQ(config->GetOverlayedFileSize(), 9U);
+    config->Reload();
+    EXPECT_EQ(Get("k"), 3);
+    overlay->Write(R"({"k":)");
+    EXPECT_THROW(config->Reload(), CInvalidConfig);
+    overlay->Write("[1]");
+    EXPECT_THROW(config->Reload(), Json::LogicError);
+    EXPECT_EQ(Get("k"), 3);
+    overlay->Write("");
+    config->Reload();
+    EXPECT_EQ(Get("k"), 1);
+    EXPECT_EQ(told, "");
 }
 
 TEST_P(Store, UndoesWhatOthersWroteUnlessItIsReadBefore) {
@@ -194,60 +185,111 @@ TEST_P(Store, UndoesWhatOthersWroteUnlessItIsReadBefore) {
     overlay->Write("{\n// kept\n\"theirs\":1,\n// lost\n\"ours\":1}");
     config->Reload();
     config->Set("ours", 2);
-    std::string text;
-    overlay->Read(text);
-    EXPECT_EQ(text, "{\n\t\"ours\" : 2,\n\t// kept\n\t\"theirs\" : 1\n}");
-    overlay->Write(R"({"theirs":2})");
+    EXPECT_EQ(OverlayText(), "{\n\t\"ours\" : 2,\n\t// kept\n\t\"theirs\" : 1\n}");
+    overlay->Write("{\"new\" : 1}");
     config->Set("ours", 3);
-    EXPECT_EQ(Overlay(), Parse(R"({"ours":3,"theirs":1})"));
-}
-
-TEST_P(Store, TakesARepeatedUnsignedNumberForAChangeAfterAReload) {
-    Open("", "");
-    config->Set("k", 5U);
-    config->Set("k", 5U);
-    EXPECT_EQ(told, "k=5\n");
-    config->Reload();
-    config->Set("k", 5U);
-    EXPECT_EQ(told, "k=5\nk=5\n");
+    EXPECT_EQ(OverlayText(), "{\n\t\"ours\" : 3,\n\t// kept\n\t\"theirs\" : 1\n}");
 }
 
 TEST_P(Store, KeepsAChangeInMemoryWhenItsCallbackThrows) {
+    const std::function<void()> calls[] = {
+        [this] { config->Get("k", 0); },
+        [this] { config->Exists("k", EDataType::Any); },
+        [this] { config->GetAllConfigKeys(); },
+        [this] { config->Set("j", 1); },
+        [this] { config->Restore("k"); },
+        [this] { config->Reload(); },
+        [this] { config->Erase(); },
+    };
     Open("", "");
-    callback = [] { throw std::runtime_error("thrown"); };
-    EXPECT_EQ(Thrown([this] { config->Set("k", 1); }), "std::runtime_error: thrown");
-    EXPECT_EQ(Overlay(), Json::Value());
-    EXPECT_EQ(Get("k"), 1);
-    callback = nullptr;
+    for (int value = 1; value <= 7; ++value) {
+        callback = calls[value - 1];
+        EXPECT_EQ(Thrown([&] { config->Set("k", value); }),
+                  "std::system_error: Resource deadlock avoided");
+        EXPECT_EQ(Get("k"), value);
+        EXPECT_EQ(OverlayText(), "");
+    }
+    callback = [this] { config->HasChanged(); };
     config->Set("next", 1);
-    EXPECT_EQ(Overlay(), Parse(R"({"k":1,"next":1})"));
+    EXPECT_EQ(OverlayText(), "{\n\t\"k\" : 7,\n\t\"next\" : 1\n}");
 }
 
-TEST(StoreOverStreams, TakesItsLockSharedToAnswerAndAloneToChangeAndNeverTwice) {
-    std::shared_ptr<IConfig> config;
-    const struct {
-        int line;
-        std::function<void()> call;
-        std::string locks;
-    } rows[] = {
-        {__LINE__, [&] { config->Get("k", 0); }, "rdlock rwunlock"},
-        {__LINE__, [&] { config->Exists("k", EDataType::Any); }, "rdlock rwunlock"},
-        {__LINE__, [&] { config->GetAllConfigKeys(); }, "wrlock rwunlock"},
-        {__LINE__, [&] { config->Set("k", 1); }, "wrlock rwunlock"},
-        {__LINE__, [&] { config->Restore("k"); }, "wrlock rwunlock"},
-        {__LINE__, [&] { config->Erase(); }, "wrlock rwunlock"},
-        {__LINE__, [&] { config->Reload(); }, "wrlock rwunlock"},
-        {__LINE__, [&] { config->HasChanged(); }, ""},
-        {__LINE__, [&] { config->GetOverlayedFileSize(); }, ""},
-    };
-    for (const auto& row : rows) {
-        const testing::ScopedTrace trace(__FILE__, row.line, "this call");
-        const auto stream = std::make_shared<CMemoryStream>();
-        const auto callBack = [&](auto&, auto& value) { value.isBool() ? row.call() : void(); };
-        config = std::make_shared<COverlayedConfig>(stream, stream, callBack);
-        EXPECT_EQ(InjectFault(row.call).calls, row.locks);
-        EXPECT_EQ(Thrown([&] { config->Set("k", true); }),
-                  row.locks.empty() ? "" : "std::system_error: Resource deadlock avoided");
+TEST_P(Store, TakesItsLockSharedToAnswer) {
+    Open("", "");
+    const auto locks = [](const auto& work) { return InjectFault(work).calls; };
+    EXPECT_EQ(locks([this] { config->Get("k", 0); }), "rdlock rwunlock");
+    EXPECT_EQ(locks([this] { config->Exists("k", EDataType::Any); }), "rdlock rwunlock");
+    EXPECT_EQ(locks([this] { config->GetAllConfigKeys(); }), "wrlock rwunlock");
+}
+
+namespace {
+
+void Set(IConfig& config) { config.Set("k", 2); }
+void Restore(IConfig& config) { config.Restore("k"); }
+void Erase(IConfig& config) { config.Erase(); }
+void Reload(IConfig& config) { config.Reload(); }
+void HasChanged(IConfig& config) { config.HasChanged(); }
+void GetSize(IConfig& config) { config.GetOverlayedFileSize(); }
+void CreateNew(IConfig& /*config*/) { Create("new", ""); }
+
+const char* const All = "wrlock fopen lock ftruncate fwrite fflush fsync unlock fclose rwunlock";
+const char* const Old = "{\"k\":1}";
+const char* const New = "{\n\t\"k\" : 2\n}";
+const char* const Unwritten =
+    "Tamsel::CInvalidConfig: Failed to write config file 'data/config/n.json'";
+
+const struct {
+    int line;
+    void (*call)(IConfig&);
+    const char *failing, *calls, *text, *thrown;
+    int value;  // of "k" afterwards
+} Faults[] = {
+    {__LINE__, Set, "", All, New, "", 2},
+    {__LINE__, Set, "fopen", "wrlock fopen rwunlock", Old, Unwritten, 2},
+    {__LINE__, Set, "lock", "wrlock fopen lock fclose rwunlock", Old, Unwritten, 2},
+    {__LINE__, Set, "ftruncate", "wrlock fopen lock ftruncate unlock fclose rwunlock", Old,
+     Unwritten, 2},
+    {__LINE__, Set, "fwrite", All, "{\n\t\"k\"", Unwritten, 2},
+    {__LINE__, Set, "fflush", All, New, "", 2},
+    {__LINE__, Set, "fsync", All, New, "", 2},
+    {__LINE__, Set, "unlock", All, New, "", 2},
+    {__LINE__, Set, "fclose", All, New, "", 2},
+    {__LINE__, Restore, "", All, "null", "", 0},
+    {__LINE__, Restore, "fopen", "wrlock fopen rwunlock", Old, Unwritten, 0},
+    {__LINE__, Erase, "", All, "null", "", 0},
+    {__LINE__, Erase, "fopen", "wrlock fopen rwunlock", Old, Unwritten, 0},
+    {__LINE__, Reload, "", "wrlock fopen read read fclose rwunlock", Old, "", 1},
+    {__LINE__, Reload, "fopen", "wrlock fopen rwunlock", Old, "", 0},
+    {__LINE__, HasChanged, "", "read", Old, "", 1},
+    {__LINE__, HasChanged, "read", "read", Old,
+     "Tamsel::CInotifyHandlingError: Failed reading inotify", 1},
+    {__LINE__, GetSize, "fopen", "fopen", Old,
+     "Tamsel::CAccessDenied: Failed to access file 'data/config/n.json'.", 1},
+    {__LINE__, CreateNew, "",
+     "fopen fclose inotify_init add_watch fopen fopen read fclose rm_watch", Old, "", 1},
+    {__LINE__, CreateNew, "fopen", "fopen", Old,
+     "Tamsel::CAccessDenied: Failed to create file 'data/config/new.json'.", 1},
+    {__LINE__, CreateNew, "inotify_init", "fopen fclose inotify_init", Old,
+     "Tamsel::CInotifyHandlingError: Failed to init inotify", 1},
+    {__LINE__, CreateNew, "add_watch", "fopen fclose inotify_init add_watch", Old,
+     "Tamsel::CInotifyHandlingError: Failed set watch on data/config/new.json", 1},
+};
+
+}  // namespace
+
+TEST(Faults, LeaveMemoryFileAndLocksInOrder) {
+    for (const auto& row : Faults) {
+        const testing::ScopedTrace trace(__FILE__, row.line, row.failing);
+        const CTestFolder folder;
+        PutText("data/config/n.json", Old);
+        const auto config = Create("n", "");
+        const SRun run = InjectFault([&] { row.call(*config); }, row.failing, EIO);
+        EXPECT_EQ(run.thrown, row.thrown);
+        EXPECT_EQ(run.calls, row.calls);
+        EXPECT_EQ(TextOf("data/config/n.json"), row.text);
+        EXPECT_EQ(config->Get("k", 0), row.value);
+        config->Set("k", 3);
+        EXPECT_EQ(TextOf("data/config/n.json"), "{\n\t\"k\" : 3\n}");
     }
 }
 

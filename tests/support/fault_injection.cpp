@@ -6,10 +6,6 @@
 #include <pthread.h>
 #include <sys/inotify.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <new>
-
 #include "support/test_support.h"
 
 namespace {
@@ -17,8 +13,7 @@ namespace {
 struct SInjection {
     bool isActive = false;
     std::string failing;
-    int error = 0, number = 1;
-    int file = -1, inotify = -1, watch = -1;  // what was opened last
+    int error = 0, number = 1, locked = -1;
     std::string calls;
 } g_injection;
 
@@ -27,10 +22,9 @@ bool IsDue(const char* call) {
 }
 
 /// Records a call and tells whether it fails.
-bool Fails(const char* call, bool isExpected = true) {
+bool Fails(const char* call) {
     if (!g_injection.isActive) return false;
     g_injection.calls += (g_injection.calls.empty() ? "" : " ") + std::string(call);
-    if (!isExpected) g_injection.calls += '?';
     const bool isDue = IsDue(call);
     if (isDue) errno = g_injection.error;
     return isDue;
@@ -38,22 +32,27 @@ bool Fails(const char* call, bool isExpected = true) {
 
 /// Makes the call as libc has it.
 template <typename TResult, typename... TArguments>
-TResult Real(TResult (* /*own*/)(TArguments...), const char* name, TArguments... arguments) {
-    return reinterpret_cast<TResult (*)(TArguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
+TResult Real(const char* name, TArguments... arguments) {
+    const auto call = reinterpret_cast<TResult (*)(TArguments...)>(dlsym(RTLD_NEXT, name));
+    const TResult result = call(arguments...);
+    if constexpr (std::is_same_v<TResult, int>) {
+        if (result == -1 && g_injection.isActive) g_injection.calls += '?';
+    }
+    return result;
 }
 
 }  // namespace
 
 SRun InjectFault(const std::function<void()>& work, const std::string& failing, int error,
                  int number) {
-    g_injection = {true, failing, error, number, -1, -1, -1, ""};
+    g_injection = {true, failing, error, number, -1, ""};
     const std::string thrown = Thrown(work);
     return {thrown, std::exchange(g_injection, {}).calls};
 }
 
 void* operator new(std::size_t size) {
-    void* const memory = IsDue("new") ? nullptr : std::malloc(size > 0 ? size : 1);
-    return memory != nullptr ? memory : throw std::bad_alloc();
+    if (void* const memory = IsDue("new") ? nullptr : std::malloc(size)) return memory;
+    throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
@@ -61,59 +60,48 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(me
 extern "C" {
 
 FILE* fopen64(const char* path, const char* mode) {
-    FILE* const file = Fails("fopen") ? nullptr : Real(fopen64, "fopen64", path, mode);
-    if (g_injection.isActive && file != nullptr) g_injection.file = fileno(file);
-    return file;
+    return Fails("fopen") ? nullptr : Real<FILE*>("fopen64", path, mode);
 }
 int flock(int file, int operation) noexcept {
-    const bool isExpected = file == g_injection.file && (operation & LOCK_SH) == 0;
-    const bool isFailing = Fails(operation == LOCK_UN ? "unlock" : "lock", isExpected);
-    return isFailing ? -1 : Real(flock, "flock", file, operation);
+    if (g_injection.isActive && operation == LOCK_EX) g_injection.locked = file;
+    const bool isLocked = file == g_injection.locked;
+    const char* const name = operation != LOCK_UN ? "lock" : isLocked ? "unlock" : "unlock other";
+    return Fails(name) ? -1 : Real<int>("flock", file, operation);
 }
 int ftruncate64(int file, off64_t length) noexcept {
-    return Fails("ftruncate") ? -1 : Real(ftruncate64, "ftruncate64", file, length);
+    return Fails("ftruncate") ? -1 : Real<int>("ftruncate64", file, length);
 }
 size_t fwrite(const void* data, size_t size, size_t count, FILE* file) {
     // A failing write takes half, as a disk does that fills up meanwhile.
-    return Real(fwrite, "fwrite", data, size, Fails("fwrite") ? count / 2 : count, file);
+    return Real<size_t>("fwrite", data, size, Fails("fwrite") ? count / 2 : count, file);
 }
-int fflush(FILE* file) { return Fails("fflush") ? EOF : Real(fflush, "fflush", file); }
-int fsync(int file) {
-    return Fails("fsync", file == g_injection.file) ? -1 : Real(fsync, "fsync", file);
-}
+int fflush(FILE* file) { return Fails("fflush") ? EOF : Real<int>("fflush", file); }
+int fsync(int file) { return Fails("fsync") ? -1 : Real<int>("fsync", file); }
 int fclose(FILE* file) {
-    const int result = Real(fclose, "fclose", file);
+    const int result = Real<int>("fclose", file);
     return Fails("fclose") ? EOF : result;
 }
 int inotify_init1(int flags) noexcept {
-    const bool isFailing = Fails("inotify_init1", flags == IN_NONBLOCK);
-    const int inotify = isFailing ? -1 : Real(inotify_init1, "inotify_init1", flags);
-    if (g_injection.isActive) g_injection.inotify = inotify;
-    return inotify;
+    const char* const name = flags == IN_NONBLOCK ? "inotify_init" : "inotify_init otherwise";
+    return Fails(name) ? -1 : Real<int>("inotify_init1", flags);
 }
 int inotify_add_watch(int inotify, const char* path, uint32_t mask) noexcept {
-    if (Fails("inotify_add_watch")) return -1;
-    const int watch = Real(inotify_add_watch, "inotify_add_watch", inotify, path, mask);
-    if (g_injection.isActive) g_injection.watch = watch;
-    return watch;
+    const bool isFailing = Fails("add_watch");
+    return isFailing ? -1 : Real<int>("inotify_add_watch", inotify, path, mask);
 }
 int inotify_rm_watch(int inotify, int watch) noexcept {
-    Fails("inotify_rm_watch", inotify == g_injection.inotify && watch == g_injection.watch);
-    return Real(inotify_rm_watch, "inotify_rm_watch", inotify, watch);
+    return Fails("rm_watch") ? -1 : Real<int>("inotify_rm_watch", inotify, watch);
 }
 ssize_t read(int file, void* buffer, size_t size) {
-    return Fails("read") ? -1 : Real(read, "read", file, buffer, size);
+    return Fails("read") ? -1 : Real<ssize_t>("read", file, buffer, size);
 }
 int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept {
-    Fails("rdlock");
-    return Real(pthread_rwlock_rdlock, "pthread_rwlock_rdlock", lock);
+    return Fails("rdlock") ? EAGAIN : Real<int>("pthread_rwlock_rdlock", lock);
 }
 int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
-    Fails("wrlock");
-    return Real(pthread_rwlock_wrlock, "pthread_rwlock_wrlock", lock);
+    return Fails("wrlock") ? EDEADLK : Real<int>("pthread_rwlock_wrlock", lock);
 }
 int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
-    Fails("rwunlock");
-    return Real(pthread_rwlock_unlock, "pthread_rwlock_unlock", lock);
+    return Fails("rwunlock") ? EPERM : Real<int>("pthread_rwlock_unlock", lock);
 }
 }

@@ -11,9 +11,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <string>
 #include <system_error>
 
 #include <tamsel/tamsel.h>
@@ -36,9 +33,8 @@ inline Json::Value Parse(const std::string& text) {
     return value;
 }
 
-/// Writes a file in place, as a shell's `>` does, below a directory that it creates.
-inline void PutText(const std::filesystem::path& path, const std::string& text) {
-    if (path.has_parent_path()) std::filesystem::create_directories(path.parent_path());
+/// Writes a file in place, as a shell's `>` does.
+inline void PutText(const std::string& path, const std::string& text) {
     std::ofstream(path) << text;
 }
 
@@ -56,8 +52,9 @@ inline int CountDescriptors() {
     return count;
 }
 
-/// While it lives, the working directory is a private folder, open to every user. At its end, no
-/// file there may be locked and no descriptor more be open than before; then the folder goes away.
+/// While it lives, the working directory is a private folder for the files of configurations, open
+/// to every user. At its end, no file there may be locked and no descriptor more be open than
+/// before; then the folder goes away.
 class CTestFolder {
 public:
     CTestFolder() {
@@ -65,8 +62,8 @@ public:
             throw std::system_error(errno, std::generic_category(), "mkdtemp " + m_path);
         }
         std::filesystem::current_path(m_path);
-        for (const char* const path : {"etc/config", "data/config", "."}) {
-            std::filesystem::create_directories(path);
+        for (const char* const path : {".", "etc", "etc/config", "data", "data/config"}) {
+            std::filesystem::create_directory(path);
             std::filesystem::permissions(path, std::filesystem::perms::all);
         }
     }
