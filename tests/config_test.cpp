@@ -76,29 +76,26 @@ const struct {
     const char *defaults, *overlay;
     std::function<void(IConfig&)> change;
     const char* after;  // what the overlay then holds; empty when it is not written
-    bool isTold;
 } Changes[] = {
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", true); }, R"({"k":true})", true},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", ~0ULL); }, R"({"k":18446744073709551615})",
-     true},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", -(1LL << 40)); }, R"({"k":-1099511627776})",
-     true},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.1F); }, R"({"k":0.10000000149011612})", true},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.5); }, R"({"k":0.5})", true},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", std::string("x")); }, R"({"k":"x"})", true},
-    {__LINE__, "", "", [](IConfig& c) { c.Set("k", Json::Value()); }, R"({"k":null})", true},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", true); }, R"({"k":true})"},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", ~0ULL); }, R"({"k":18446744073709551615})"},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", -(1LL << 40)); }, R"({"k":-1099511627776})"},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.1F); }, R"({"k":0.10000000149011612})"},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.5); }, R"({"k":0.5})"},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", std::string("x")); }, R"({"k":"x"})"},
+    {__LINE__, "", "", [](IConfig& c) { c.Set("k", Json::Value()); }, R"({"k":null})"},
     // Over an equal default or override nothing happens. Equality is jsoncpp's.
-    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5); }, "", false},
-    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5})", true},
-    {__LINE__, R"({"k":0.5})", "", [](IConfig& c) { c.Set("k", 0.5F); }, "", false},
-    {__LINE__, R"({"k":5})", R"({"k":6})", [](IConfig& c) { c.Set("k", 6); }, "", false},
-    {__LINE__, R"({"k":5})", R"({"k":6})", [](IConfig& c) { c.Set("k", 5); }, R"({"k":5})", true},
-    {__LINE__, "", R"({"k":5,"":1})", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5,"":1})", true},
+    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5); }, ""},
+    {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5})"},
+    {__LINE__, R"({"k":0.5})", "", [](IConfig& c) { c.Set("k", 0.5F); }, ""},
+    {__LINE__, R"({"k":5})", R"({"k":6})", [](IConfig& c) { c.Set("k", 6); }, ""},
+    {__LINE__, R"({"k":5})", R"({"k":6})", [](IConfig& c) { c.Set("k", 5); }, R"({"k":5})"},
+    {__LINE__, "", R"({"k":5,"":1})", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5,"":1})"},
     {__LINE__, "", R"({"k":6,"z":1})", [](IConfig& c) { EXPECT_TRUE(c.Restore("k")); },
-     R"({"z":1})", false},
-    {__LINE__, "", R"({"k":6})", [](IConfig& c) { EXPECT_FALSE(c.Restore("z")); }, "", false},
-    {__LINE__, "", R"({"k":6,"z":1})", [](IConfig& c) { c.Erase(); }, "null", false},
-    {__LINE__, "", "", [](IConfig& c) { c.Erase(); }, "null", false},
+     R"({"z":1})"},
+    {__LINE__, "", R"({"k":6})", [](IConfig& c) { EXPECT_FALSE(c.Restore("z")); }, ""},
+    {__LINE__, "", R"({"k":6,"z":1})", [](IConfig& c) { c.Erase(); }, "null"},
+    {__LINE__, "", "", [](IConfig& c) { c.Erase(); }, "null"},
 };
 
 static_assert(std::is_same_v<decltype(std::declval<IConfig&>().Get("k", "text")), bool>,
@@ -157,7 +154,8 @@ TEST_P(Store, WritesAndTellsOfAChangeAlone) {
         const bool isWritten = *row.after != '\0';
         EXPECT_EQ(config->HasChanged(), isWritten);
         EXPECT_EQ(Parse(OverlayText()), Parse(isWritten ? row.after : row.overlay));
-        EXPECT_EQ(told, row.isTold ? "k=" + Parse(row.after)["k"].toStyledString() : "");
+        const Json::Value value = Parse(row.after)["k"];
+        EXPECT_EQ(told, Parse(row.after).isMember("k") ? "k=" + value.toStyledString() : "");
     }
 }
 
