@@ -36,7 +36,7 @@ TResult Real(const char* name, TArguments... arguments) {
     const auto call = reinterpret_cast<TResult (*)(TArguments...)>(dlsym(RTLD_NEXT, name));
     const TResult result = call(arguments...);
     if constexpr (std::is_same_v<TResult, int>) {
-        if (result == -1 && g_injection.isActive) g_injection.calls += '?';
+        if (result == -1 && errno != EAGAIN && g_injection.isActive) g_injection.calls += '?';
     }
     return result;
 }

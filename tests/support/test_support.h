@@ -106,17 +106,15 @@ constexpr uid_t Nobody = 65534;
 
 /// While it lives, root has other user ids, so that permissions bind. Anyone else keeps his own.
 class CAsUser {
+    const bool m_isRoot = geteuid() == 0;
+
 public:
+    const bool isBound;  ///< false for a root of a user namespace that has no other ids
+
     // The saved id stays root's, which is the way back.
     CAsUser(uid_t real, uid_t effective) : isBound(!m_isRoot || !setresuid(real, effective, 0)) {}
     ~CAsUser() {
         if (m_isRoot && isBound && setresuid(0, 0, 0) != 0) std::terminate();
     }
     CAsUser(const CAsUser&) = delete;
-
-private:
-    const bool m_isRoot = geteuid() == 0;
-
-public:
-    const bool isBound;  ///< false for a root of a user namespace that has no other ids
 };
