@@ -159,7 +159,7 @@ TEST_P(Store, AnswersFromTheOverlayFirst) {
 
 TEST_P(Store, WritesAndTellsOfAChangeAlone) {
     for (const auto& row : Changes) {
-        const testing::ScopedTrace trace(__FILE__, row.line, row.overlay);
+        const testing::ScopedTrace trace(__FILE__, row.line, "this change");
         Open(row.defaults, row.overlay);
         row.change(*config);
         const bool isWritten = *row.after != '\0';
@@ -224,43 +224,42 @@ const char* const Unwritten =
     "Tamsel::CInvalidConfig: Failed to write config file 'data/config/n.json'";
 
 const struct {
-    int line;
+    int line, value;  // the latter: of "k" afterwards
     void (*call)(IConfig&);
     const char *failing, *calls, *text, *thrown;
-    int value;  // of "k" afterwards
 } Faults[] = {
-    {__LINE__, Get, "", "rdlock rwunlock", Old, "", 1},
-    {__LINE__, Exists, "", "rdlock rwunlock", Old, "", 1},
-    {__LINE__, GetKeys, "", "wrlock rwunlock", Old, "", 1},
-    {__LINE__, Set, "", All, New, "", 2},
-    {__LINE__, Set, "fopen", "wrlock fopen rwunlock", Old, Unwritten, 2},
-    {__LINE__, Set, "lock", "wrlock fopen lock fclose rwunlock", Old, Unwritten, 2},
-    {__LINE__, Set, "ftruncate", "wrlock fopen lock ftruncate unlock fclose rwunlock", Old,
-     Unwritten, 2},
-    {__LINE__, Set, "fwrite", All, "{\n\t\"k\"", Unwritten, 2},
-    {__LINE__, Set, "fflush", All, New, "", 2},
-    {__LINE__, Set, "fsync", All, New, "", 2},
-    {__LINE__, Set, "unlock", All, New, "", 2},
-    {__LINE__, Set, "fclose", All, New, "", 2},
-    {__LINE__, Restore, "", All, "null", "", 0},
-    {__LINE__, Restore, "fopen", "wrlock fopen rwunlock", Old, Unwritten, 0},
-    {__LINE__, Erase, "", All, "null", "", 0},
-    {__LINE__, Erase, "fopen", "wrlock fopen rwunlock", Old, Unwritten, 0},
-    {__LINE__, Reload, "", "wrlock fopen read read fclose rwunlock", Old, "", 1},
-    {__LINE__, Reload, "fopen", "wrlock fopen rwunlock", Old, "", 0},
-    {__LINE__, HasChanged, "", "read", Old, "", 1},
-    {__LINE__, HasChanged, "read", "read", Old,
-     "Tamsel::CInotifyHandlingError: Failed reading inotify", 1},
-    {__LINE__, GetSize, "fopen", "fopen", Old,
-     "Tamsel::CAccessDenied: Failed to access file 'data/config/n.json'.", 1},
-    {__LINE__, CreateNew, "",
-     "fopen fclose inotify_init add_watch fopen fopen read fclose rm_watch", Old, "", 1},
-    {__LINE__, CreateNew, "fopen", "fopen", Old,
-     "Tamsel::CAccessDenied: Failed to create file 'data/config/new.json'.", 1},
-    {__LINE__, CreateNew, "inotify_init", "fopen fclose inotify_init", Old,
-     "Tamsel::CInotifyHandlingError: Failed to init inotify", 1},
-    {__LINE__, CreateNew, "add_watch", "fopen fclose inotify_init add_watch", Old,
-     "Tamsel::CInotifyHandlingError: Failed set watch on data/config/new.json", 1},
+    {__LINE__, 1, Get, "", "rdlock rwunlock", Old, ""},
+    {__LINE__, 1, Exists, "", "rdlock rwunlock", Old, ""},
+    {__LINE__, 1, GetKeys, "", "wrlock rwunlock", Old, ""},
+    {__LINE__, 2, Set, "", All, New, ""},
+    {__LINE__, 2, Set, "fopen", "wrlock fopen rwunlock", Old, Unwritten},
+    {__LINE__, 2, Set, "lock", "wrlock fopen lock fclose rwunlock", Old, Unwritten},
+    {__LINE__, 2, Set, "ftruncate", "wrlock fopen lock ftruncate unlock fclose rwunlock", Old,
+     Unwritten},
+    {__LINE__, 2, Set, "fwrite", All, "{\n\t\"k\"", Unwritten},
+    {__LINE__, 2, Set, "fflush", All, New, ""},
+    {__LINE__, 2, Set, "fsync", All, New, ""},
+    {__LINE__, 2, Set, "unlock", All, New, ""},
+    {__LINE__, 2, Set, "fclose", All, New, ""},
+    {__LINE__, 0, Restore, "", All, "null", ""},
+    {__LINE__, 0, Restore, "fopen", "wrlock fopen rwunlock", Old, Unwritten},
+    {__LINE__, 0, Erase, "", All, "null", ""},
+    {__LINE__, 0, Erase, "fopen", "wrlock fopen rwunlock", Old, Unwritten},
+    {__LINE__, 1, Reload, "", "wrlock fopen read read fclose rwunlock", Old, ""},
+    {__LINE__, 0, Reload, "fopen", "wrlock fopen rwunlock", Old, ""},
+    {__LINE__, 1, HasChanged, "", "read read", Old, ""},
+    {__LINE__, 1, HasChanged, "read", "read", Old,
+     "Tamsel::CInotifyHandlingError: Failed reading inotify"},
+    {__LINE__, 1, GetSize, "fopen", "fopen", Old,
+     "Tamsel::CAccessDenied: Failed to access file 'data/config/n.json'."},
+    {__LINE__, 1, CreateNew, "",
+     "fopen fclose inotify_init add_watch fopen fopen read fclose rm_watch", Old, ""},
+    {__LINE__, 1, CreateNew, "fopen", "fopen", Old,
+     "Tamsel::CAccessDenied: Failed to create file 'data/config/new.json'."},
+    {__LINE__, 1, CreateNew, "inotify_init", "fopen fclose inotify_init", Old,
+     "Tamsel::CInotifyHandlingError: Failed to init inotify"},
+    {__LINE__, 1, CreateNew, "add_watch", "fopen fclose inotify_init add_watch", Old,
+     "Tamsel::CInotifyHandlingError: Failed set watch on data/config/new.json"},
 };
 
 }  // namespace
@@ -271,6 +270,7 @@ TEST(Faults, LeaveMemoryFileAndLocksInOrder) {
         const CTestFolder folder;
         PutText("data/config/n.json", Old);
         const auto config = Create("n", "");
+        PutText("data/config/n.json", Old);  // a notification
         const SRun run = InjectFault([&] { row.call(*config); }, row.failing, EIO);
         EXPECT_EQ(run.thrown, row.thrown);
         EXPECT_EQ(run.calls, row.calls);

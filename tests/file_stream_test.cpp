@@ -14,18 +14,18 @@ using FileStream = InTestFolder;
 TEST_F(FileHelper, TellsWhatAnOrdinaryUserMayDo) {
     const struct {
         int line;
-        const char* path;
         mode_t mode;  // of what is there before, or 0
+        const char* path;
         bool exists, isReadable, isReadWritable, isWritten;
         unsigned int size;  // 77 when it cannot be measured
     } rows[] = {
-        {__LINE__, "file", 0666, true, true, true, true, 3},
-        {__LINE__, "file", 0444, true, true, false, false, 3},
-        {__LINE__, "file", 0222, true, false, false, true, 77},
-        {__LINE__, "missing", 0, false, false, false, true, 77},
-        {__LINE__, "no/folder", 0, false, false, false, false, 77},
+        {__LINE__, 0666, "file", true, true, true, true, 3},
+        {__LINE__, 0444, "file", true, true, false, false, 3},
+        {__LINE__, 0222, "file", true, false, false, true, 77},
+        {__LINE__, 0, "missing", false, false, false, true, 77},
+        {__LINE__, 0, "no/folder", false, false, false, false, 77},
         // A directory opens, and reads as empty.
-        {__LINE__, ".", 0777, true, true, true, false, 4294967295},
+        {__LINE__, 0777, ".", true, true, true, false, 4294967295},
     };
     for (const auto& row : rows) {
         const testing::ScopedTrace trace(__FILE__, row.line, row.path);
@@ -79,18 +79,18 @@ TEST_F(FileStream, SeesTheFileAsItIsAtEachCall) {
 TEST_F(FileStream, SeesWhatWritesToTheFileAndFollowsNoRename) {
     const struct {
         int line;
-        const char* command;
         bool isSeen, isKept;  // the latter: whether the stream's own write is seen afterwards
+        const char* command;
     } rows[] = {
-        {__LINE__, "echo x >> file", true, true},
-        {__LINE__, "cp other file", true, true},
-        {__LINE__, "truncate -s 1 file", true, true},
-        {__LINE__, "touch -m file", true, true},
-        {__LINE__, "cat file; : >> file; chmod 600 file; touch file", false, true},
-        {__LINE__, "echo x > neighbour; rm other", false, true},
-        {__LINE__, "rm file; echo x > file", false, false},
-        {__LINE__, "mv other file; echo x > file", false, false},
-        {__LINE__, "sed -i s/o/x/ file", false, false},
+        {__LINE__, true, true, "echo x >> file"},
+        {__LINE__, true, true, "cp other file"},
+        {__LINE__, true, true, "truncate -s 1 file"},
+        {__LINE__, true, true, "touch -m file"},
+        {__LINE__, false, true, "cat file > other; : >> file; chmod 600 file; touch file"},
+        {__LINE__, false, true, "echo x > neighbour; rm other"},
+        {__LINE__, false, false, "rm file; echo x > file"},
+        {__LINE__, false, false, "mv other file; echo x > file"},
+        {__LINE__, false, false, "sed -i s/o/x/ file"},
     };
     for (const auto& row : rows) {
         const testing::ScopedTrace trace(__FILE__, row.line, row.command);

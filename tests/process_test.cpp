@@ -18,9 +18,9 @@ const char* const Path = "data/config/n.json";
 
 class Processes : public InTestFolder {
 protected:
-    /// Waits until another process has made the file.
+    /// Waits until another process has made the file, ten seconds at most.
     static void Await(const std::string& file) {
-        while (!Exists(file)) usleep(1000);
+        for (int round = 0; round < 10000 && !Exists(file); ++round) usleep(1000);
     }
     std::shared_ptr<IConfig> config = (PutText(Path, R"({"k":0})"), Create("n", ""));
 };
@@ -37,7 +37,7 @@ TEST_F(Processes, ReadersBesideAWriterSeeOldOrNewAlsoInAStormOfSignals) {
     });
     std::atomic<bool> isDone = false;
     const auto watch = [&] {
-        for (int last = 0; !isDone;) {
+        for (int last = 0; !isDone && !HasFailure();) {
             const int now = config->Get("k", -1);
             EXPECT_TRUE(now >= last && config->GetAllConfigKeys().size() == 1);
             last = now;
