@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Names to files.
-#include <sys/stat.h>
-
+// Names become paths, paths become files.
 #include "support/test_support.h"
 
 using namespace Tamsel;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,6 +63,7 @@ public:
             throw std::system_error(errno, std::generic_category(), "mkdtemp " + m_path);
         }
         std::filesystem::current_path(m_path);
+        umask(022);  // other users may read what is put here
         for (const char* const path : {".", "etc", "etc/config", "data", "data/config"}) {
             std::filesystem::create_directory(path);
             std::filesystem::permissions(path, std::filesystem::perms::all);
@@ -92,8 +94,10 @@ class InTestFolder : public testing::Test {
 /// Starts a child process that runs `work` and exits with 0 when that returns true.
 inline pid_t Spawn(const std::function<bool()>& work) {
     const pid_t child = fork();
-    if (child == 0) _exit(work() ? 0 : 1);
-    return child;
+    if (child != 0) return child;
+    bool isTrue = false;
+    Thrown([&] { isTrue = work(); });  // or the child would go on with the next test
+    _exit(isTrue ? 0 : 1);
 }
 
 /// Waits for a child's end and tells whether it exited with 0.
