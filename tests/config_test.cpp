@@ -139,9 +139,9 @@ TEST_P(Store, AnswersEachTypeWhoseRangeHoldsTheValue) {
 }
 
 TEST_P(Store, AnswersFromTheOverlayFirst) {
-    Open(R"({"k":1,"a":2})", R"({"k":3,"b":null})");
+    Open(R"({"k":1,"a":null})", R"({"k":3,"b":null})");
     EXPECT_EQ(Value("k"), 3);
-    EXPECT_EQ(Value("a"), 2);
+    EXPECT_EQ(Value("a"), Json::Value());
     EXPECT_EQ(config->GetAllConfigKeys(), (TKeys{"k", "a", "b"}));
     EXPECT_EQ(CStaticConfig(defaults).GetAllConfigKeys(), (TKeys{"k", "a"}));
 }
