@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/iconfig.h>
 #include <tamsel/types.h>
@@ -33,8 +34,7 @@
 
 namespace Tamsel {
 
-/// The root path of the `Create` overload that takes none: "/". In a static build, this and the
-/// next may not be made yet while other static objects are.
+/// The root path of the `Create` overload that takes none: "/".
 extern TAMSEL_API const std::string DefaultRootPath;
 
 /// The sub-directory of the `Create` overloads that take none: "config".

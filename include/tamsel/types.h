@@ -7,6 +7,8 @@
 
 #include <json/value.h>
 
+#include <tamsel/export.h>
+
 /// \file
 /// The words that the other headers use.
 
