@@ -7,3 +7,6 @@
 
 /// Marks what leaves the shared library; everything else is compiled hidden.
 #define TAMSEL_API __attribute__((visibility("default")))
+
+/// Marks a private member of an exported class that stays inside the shared library.
+#define TAMSEL_LOCAL __attribute__((visibility("hidden")))

@@ -94,8 +94,8 @@ private:
     /// Owns the inotify instance.
     class CInotify {
     public:
-        CInotify();
-        ~CInotify();
+        TAMSEL_LOCAL CInotify();
+        TAMSEL_LOCAL ~CInotify();
         CInotify(const CInotify&) = delete;
         CInotify& operator=(const CInotify&) = delete;
 
