@@ -16,7 +16,7 @@ __attribute__((init_priority(101))) const std::string DefaultSubDirectory = "con
 
 std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& name,
                                                   const std::string& rootPath) {
-    // A place of its own: it does not follow DefaultSubDirectory.
+    // Always "config", independent of DefaultSubDirectory.
     const auto stream =
         std::make_shared<CInputFileStream>(rootPath + "etc/config/" + name + ".json");
     return std::make_shared<CStaticConfig>(stream);

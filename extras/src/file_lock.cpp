@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include <tamsel/extras/file_lock.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "system.h"
+
+namespace Tamsel::Extras {
+
+namespace {
+
+using TClock = std::chrono::steady_clock;
+using TLimit = std::chrono::milliseconds;
+
+/// flock has no time limit of its own. The first pauses are short, for most changes are.
+bool LockBefore(TClock::time_point end, int descriptor, int operation) {
+    for (TLimit pause(1);; pause = std::min(2 * pause, TLimit(50))) {
+        if (Uninterrupted([&] { return flock(descriptor, operation | LOCK_NB); }) == 0) return true;
+        if (errno != EWOULDBLOCK) return false;
+        const auto left = end - TClock::now();
+        if (left <= left.zero()) return errno = ETIMEDOUT, false;
+        std::this_thread::sleep_for(std::min<TClock::duration>(pause, left));
+    }
+}
+
+/// Tells whether the path still names the open file.
+bool IsCurrent(const std::string& path, int descriptor) {
+    struct stat named {};
+    struct stat opened {};
+    return stat(path.c_str(), &named) == 0 && fstat(descriptor, &opened) == 0 &&
+           named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+}
+
+int OpenLocked(const std::string& path, CFileLock::EMode mode, TLimit limit) {
+    const bool isShared = mode == CFileLock::EMode::Shared;
+    const int flags = (isShared ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY;
+    const int operation = isShared ? LOCK_SH : LOCK_EX;
+    const auto end = TClock::now() + std::min(limit, TLimit(std::chrono::hours(24 * 365)));
+    for (;;) {
+        CDescriptor file(Checked(path, [&] { return open(path.c_str(), flags); }));
+        const bool isLocked =
+            limit != NoTimeLimit ? LockBefore(end, file.Get(), operation)
+                                 : Uninterrupted([&] { return flock(file.Get(), operation); }) == 0;
+        if (!isLocked) ThrowErrno(path);
+        if (IsCurrent(path, file.Get())) return file.Release();
+    }
+}
+
+}  // namespace
+
+CFileLock::CFileLock(const std::string& path, EMode mode, std::chrono::milliseconds limit)
+    : m_path(path), m_descriptor(OpenLocked(path, mode, limit)) {}
+
+CFileLock::~CFileLock() {
+    // Not by closing alone: a child of fork may still have the descriptor.
+    (void)flock(m_descriptor, LOCK_UN);
+    (void)close(m_descriptor);
+}
+
+std::string CFileLock::Read() const {
+    std::string content;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t count = Checked(m_path, [&] {
+            return pread(m_descriptor, buffer, sizeof buffer, static_cast<off_t>(content.size()));
+        });
+        if (count == 0) return content;
+        content.append(buffer, static_cast<std::size_t>(count));
+    }
+}
+
+void CFileLock::Write(const std::string& content) const {
+    for (std::size_t done = 0; done < content.size();) {
+        done += static_cast<std::size_t>(Checked(m_path, [&] {
+            return pwrite(m_descriptor, content.data() + done, content.size() - done,
+                          static_cast<off_t>(done));
+        }));
+    }
+    struct stat status {};
+    Checked(m_path, [&] { return fstat(m_descriptor, &status); });
+    const auto size = static_cast<off_t>(content.size());
+    if (status.st_size > size) Checked(m_path, [&] { return ftruncate(m_descriptor, size); });
+    Synchronize();
+    if (Read() != content) errno = EIO, ThrowErrno(m_path);
+}
+
+void CFileLock::Synchronize() const {
+    Checked(m_path, [&] { return fdatasync(m_descriptor); });
+}
+
+}  // namespace Tamsel::Extras

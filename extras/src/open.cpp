@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include <tamsel/extras/open.h>
+
+#include <utility>
+
+#include <tamsel/errors.h>
+
+#include "journal.h"
+#include "safe_config.h"
+#include "system.h"
+
+namespace Tamsel::Extras {
+
+std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& rootPath,
+                                  const std::string& subDirectory, TChangeCallback callback,
+                                  std::chrono::milliseconds lockLimit) {
+    const std::string file = subDirectory + "/" + name + ".json";
+    const std::string path = rootPath + "etc/" + file;
+    const auto defaults = std::make_shared<CMemoryStream>(Translate<CAccessDenied>(
+        "Failed to read file '" + path + "'", [&] { return ReadDocument(path, lockLimit); }));
+    defaults->path = path;
+    const auto overlay = std::make_shared<COfferedStream>(rootPath + "data/" + file, lockLimit);
+    return std::make_shared<CSafeConfigImpl>(defaults, overlay, callback, lockLimit);
+}
+
+std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& rootPath,
+                                  TChangeCallback callback, std::chrono::milliseconds lockLimit) {
+    return Open(name, rootPath, DefaultSubDirectory, std::move(callback), lockLimit);
+}
+
+}  // namespace Tamsel::Extras

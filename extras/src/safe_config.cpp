@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "safe_config.h"
+
+#include <system_error>
+#include <utility>
+
+#include "draft_config.h"
+
+namespace Tamsel::Extras {
+
+namespace {
+
+[[noreturn]] void ThrowLockError(std::errc code) {
+    throw std::system_error(std::make_error_code(code), "Failed to lock the configuration");
+}
+
+}  // namespace
+
+bool COfferedStream::Read(std::string& content) {
+    if (!m_offer) return CCrashSafeFileStream::Read(content);
+    content = *std::exchange(m_offer, std::nullopt);
+    SetKnownText(content);
+    return true;
+}
+
+/// Makes this thread the only one that changes the overlay in memory.
+class CSafeConfigImpl::CChangeLock {
+public:
+    CChangeLock(CSafeConfigImpl& config, std::chrono::milliseconds limit) : m_config(config) {
+        if (config.m_changer == std::this_thread::get_id()) {
+            ThrowLockError(std::errc::resource_deadlock_would_occur);
+        }
+        if (limit == NoTimeLimit) {
+            config.m_changeMutex.lock();
+        } else if (!config.m_changeMutex.try_lock_for(limit)) {
+            ThrowLockError(std::errc::timed_out);
+        }
+        config.m_changer = std::this_thread::get_id();
+    }
+    ~CChangeLock() {
+        m_config.m_changer = std::thread::id();
+        m_config.m_changeMutex.unlock();
+    }
+    CChangeLock(const CChangeLock&) = delete;
+    CChangeLock& operator=(const CChangeLock&) = delete;
+
+private:
+    CSafeConfigImpl& m_config;
+};
+
+CSafeConfigImpl::CSafeConfigImpl(const std::shared_ptr<CMemoryStream>& defaults,
+                                 const std::shared_ptr<COfferedStream>& overlay,
+                                 const TChangeCallback& callback,
+                                 std::chrono::milliseconds lockLimit)
+    : CSafeConfig(defaults, overlay, callback),
+      m_stream(overlay),
+      m_defaults(ParseText(defaults->text, defaults->path)),
+      m_callback(callback),
+      m_lockLimit(lockLimit) {}
+
+void CSafeConfigImpl::Adopt(const std::string& text) {
+    m_stream->Offer(text);
+    COverlayedConfig::Reload();
+}
+
+/// Without it, a change would be compared with what the file held long ago, and a `Set` of the
+/// value that memory still has would do nothing about the one that somebody else has set since. A
+/// file that cannot be parsed is left to the change, which replaces it.
+void CSafeConfigImpl::CatchUp() {
+    const std::string known = m_stream->KnownText();
+    std::string text;
+    (void)m_stream->Read(text);
+    m_stream->SetKnownText(known);
+    if (text != known && IsWhole(text)) Adopt(text);
+}
+
+void CSafeConfigImpl::Change(const std::function<void()>& work) {
+    const CChangeLock lock(*this, m_lockLimit);
+    CatchUp();
+    const std::string before = m_stream->KnownText();
+    try {
+        work();
+    } catch (...) {
+        Adopt(before);
+        throw;
+    }
+}
+
+bool CSafeConfigImpl::Restore(const std::string& key) {
+    bool wasOverridden = false;
+    Change([&] { wasOverridden = COverlayedConfig::Restore(key); });
+    return wasOverridden;
+}
+
+void CSafeConfigImpl::Reload() {
+    const CChangeLock lock(*this, m_lockLimit);
+    const std::string before = m_stream->KnownText();
+    try {
+        COverlayedConfig::Reload();
+    } catch (...) {
+        m_stream->SetKnownText(before);  // memory holds that still
+        throw;
+    }
+}
+
+void CSafeConfigImpl::Erase() {
+    const CChangeLock lock(*this, m_lockLimit);
+    const std::string nothing = PrintText({});
+    m_stream->Update([&](const std::string&) { return nothing; });
+    Adopt(nothing);
+}
+
+void CSafeConfigImpl::Transact(const std::function<void(IConfig&)>& change) {
+    const CChangeLock lock(*this, m_lockLimit);
+    std::optional<CDraftConfig> draft;
+    m_stream->Update([&](const std::string& text) {
+        draft.emplace(m_defaults, text, m_stream->GetPath());
+        change(*draft);
+        return draft->Text();
+    });
+    Adopt(m_stream->KnownText());
+    if (!m_callback) return;
+    for (const auto& [key, value] : draft->Changes()) m_callback(key, value);
+}
+
+bool CSafeConfigImpl::TryAdopt(const std::string& text, const std::function<bool()>& isCurrent) {
+    try {
+        const CChangeLock lock(*this, std::chrono::milliseconds(0));
+        if (!isCurrent()) return false;
+        if (text != m_stream->KnownText()) Adopt(text);
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+}  // namespace Tamsel::Extras

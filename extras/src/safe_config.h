@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include <tamsel/extras/crash_safe_file_stream.h>
+#include <tamsel/extras/memory_stream.h>
+#include <tamsel/extras/open.h>
+
+#include "document_text.h"
+
+namespace Tamsel::Extras {
+
+/// The stream below a safe configuration. `Reload` of the store reads it, and gets the text that
+/// was offered last instead of the file's, when there is one.
+class COfferedStream : public CCrashSafeFileStream {
+public:
+    using CCrashSafeFileStream::CCrashSafeFileStream;
+    using CCrashSafeFileStream::KnownText;
+    using CCrashSafeFileStream::SetKnownText;
+
+    void Offer(const std::string& text) { m_offer = text; }
+    bool Read(std::string& content) override;
+
+private:
+    std::optional<std::string> m_offer;
+};
+
+/// What `Open` returns.
+class CSafeConfigImpl final : public CSafeConfig {
+public:
+    CSafeConfigImpl(const std::shared_ptr<CMemoryStream>& defaults,
+                    const std::shared_ptr<COfferedStream>& overlay, const TChangeCallback& callback,
+                    std::chrono::milliseconds lockLimit);
+
+    void Set(const std::string& key, bool value) override { SetImpl(key, value); }
+    void Set(const std::string& key, unsigned int value) override { SetImpl(key, value); }
+    void Set(const std::string& key, unsigned long long value) override { SetImpl(key, value); }
+    void Set(const std::string& key, int value) override { SetImpl(key, value); }
+    void Set(const std::string& key, long long value) override { SetImpl(key, value); }
+    void Set(const std::string& key, float value) override { SetImpl(key, value); }
+    void Set(const std::string& key, double value) override { SetImpl(key, value); }
+    void Set(const std::string& key, const std::string& value) override { SetImpl(key, value); }
+    void Set(const std::string& key, const Json::Value& value) override { SetImpl(key, value); }
+    bool Restore(const std::string& key) override;
+    void Reload() override;
+    void Erase() override;
+    void Transact(const std::function<void(IConfig&)>& change) override;
+
+    const TConfigMap& Defaults() const { return m_defaults; }
+    std::string OverlayPath() const { return m_stream->GetPath(); }
+
+    /// Makes the overlay in memory what `text` holds, unless it is being changed just now, or
+    /// `isCurrent` returns false while nobody can change it.
+    bool TryAdopt(const std::string& text, const std::function<bool()>& isCurrent);
+
+private:
+    class CChangeLock;
+
+    template <typename T>
+    void SetImpl(const std::string& key, const T& value) {
+        RequireStorable(key, ToJson(value));
+        Change([&] { COverlayedConfig::Set(key, value); });
+    }
+
+    void Adopt(const std::string& text);
+    void CatchUp();
+    void Change(const std::function<void()>& work);
+
+    const std::shared_ptr<COfferedStream> m_stream;
+    const TConfigMap m_defaults;
+    const TChangeCallback m_callback;
+    const std::chrono::milliseconds m_lockLimit;
+
+    // Taken before the store's own lock by all that change the overlay in memory, so that nobody
+    // else's change meets one that is being undone.
+    std::timed_mutex m_changeMutex;
+    std::atomic<std::thread::id> m_changer;
+};
+
+}  // namespace Tamsel::Extras
