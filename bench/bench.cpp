@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 
 /// \file
-/// Every operation beside its floor: each benchmark does both in turn and gives the medians as the
-/// counters `floor` and `ours`, in nanoseconds an operation, and `ratio`. A wrong answer ends the
-/// program with an error.
+/// Measures every operation against its baseline. Each benchmark alternates between the two and
+/// reports the medians as the counters `baseline` and `ours`, in nanoseconds per operation, and
+/// `ratio`. A wrong result ends the program with an error.
 ///
 /// Usage: tamsel_bench [options of Google Benchmark] DISK_FOLDER TMPFS_FOLDER
 
@@ -20,21 +20,21 @@
 
 #include <json/version.h>
 
-#include "floor.h"
+#include "baseline.h"
+#include "interposer.h"
 #include "sample.h"
-#include "witness.h"
 
 namespace {
 
+using Baseline::SLayers, Baseline::TKeys, Baseline::TMap;
 using benchmark::State;
-using Floor::SLayers, Floor::TKeys, Floor::TMap;
-using Sample::ERoad;
+using Sample::ESource;
 
 std::string diskFolder;
 std::string tmpfsFolder;
 
-void Require(bool isRight, const char* claim) {
-    if (!isRight) throw std::logic_error(std::string("Not so: ") + claim);
+void Require(bool isTrue, const char* claim) {
+    if (!isTrue) throw std::logic_error(std::string("Check failed: ") + claim);
 }
 
 double Median(std::vector<double>& figures) {
@@ -43,7 +43,7 @@ double Median(std::vector<double>& figures) {
     return *middle;
 }
 
-/// Gives the seconds that the work takes.
+/// Returns the duration of the work in seconds.
 template <typename TWork>
 double Time(const TWork& work) {
     const auto begin = std::chrono::steady_clock::now();
@@ -51,7 +51,7 @@ double Time(const TWork& work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// Gives the mean of the seconds that each takes when both run at once.
+/// Runs both concurrently and returns the mean of their durations in seconds.
 template <typename TWork, typename TOtherWork>
 double TimeBoth(const TWork& work, const TOtherWork& otherWork) {
     std::atomic<int> arrived{0};
@@ -64,21 +64,21 @@ double TimeBoth(const TWork& work, const TOtherWork& otherWork) {
     return (seconds + other.get()) / 2;
 }
 
-/// Runs both sides in turn, so that each finds the caches as the other left them. A side gives the
-/// seconds that `count` operations took.
-template <typename TFloor, typename TOurs>
-void Compare(State& state, std::size_t count, const TFloor& floor, const TOurs& ours) {
-    std::vector<double> floors;
+/// Alternates between the two, so that each finds the caches as the other left them. Both return
+/// the duration of `count` operations in seconds.
+template <typename TBaseline, typename TOurs>
+void Compare(State& state, std::size_t count, const TBaseline& baseline, const TOurs& ours) {
+    std::vector<double> baselines;
     std::vector<double> all;
     std::vector<double> ratios;
     for (auto _ : state) {
-        floors.push_back(floor());
+        baselines.push_back(baseline());
         all.push_back(ours());
-        ratios.push_back(all.back() / floors.back());
-        state.SetIterationTime(floors.back() + all.back());
+        ratios.push_back(all.back() / baselines.back());
+        state.SetIterationTime(baselines.back() + all.back());
     }
     const double nanoseconds = 1e9 / static_cast<double>(count);
-    state.counters["floor"] = Median(floors) * nanoseconds;
+    state.counters["baseline"] = Median(baselines) * nanoseconds;
     state.counters["ours"] = Median(all) * nanoseconds;
     state.counters["ratio"] = Median(ratios);
 }
@@ -87,9 +87,9 @@ std::string OverlayPath(const std::string& root, const std::string& name) {
     return root + "data/config/" + name + ".json";
 }
 
-/// Gives the text of the file, after writing it.
+/// Writes the map to the file and returns the text written.
 std::string WriteMap(const std::string& path, const TMap& map) {
-    std::string text = Floor::Print(Sample::ToJson(map));
+    std::string text = Baseline::Print(Sample::ToJson(map));
     Require(Tamsel::WriteFile(path, text), "the sample can be written");
     return text;
 }
@@ -98,80 +98,84 @@ int KeyCount(const State& state) { return static_cast<int>(state.range(0)); }
 
 using TConfig = std::shared_ptr<Tamsel::IReadOnlyConfig>;
 
-/// Gives the sample as the library holds it, and puts into `map` what its floor holds.
+/// Opens the sample by the library, and stores in `map` the same data for the baseline.
 TConfig Open(const Sample::SMaps& maps, TMap& map) {
     const std::string text = WriteMap(tmpfsFolder + "etc/config/sample.json", maps.defaults);
-    map = Sample::ToMap(Floor::Parse(text));
+    map = Sample::ToMap(Baseline::Parse(text));
     return Tamsel::CreateStaticOnly("sample", tmpfsFolder);
 }
 
 TConfig Open(const Sample::SMaps& maps, SLayers& layers) {
     const std::string text = WriteMap(OverlayPath(tmpfsFolder, "sample"), maps.overlay);
     (void)Open(maps, layers.defaults);
-    layers.overlay = Sample::ToMap(Floor::Parse(text));
+    layers.overlay = Sample::ToMap(Baseline::Parse(text));
     return Tamsel::Create("sample", tmpfsFolder);
 }
 
-/// Walks the keys of one type on one road, in one thread or two.
+/// Looks up the keys of one type from one source, in one thread or two.
 template <typename T, typename TStore>
-void CompareGet(State& state, ERoad road, int readers) {
+void CompareGet(State& state, ESource source, int readers) {
     const T missing{};
     const Sample::SMaps maps(KeyCount(state));
-    const Sample::CWalk walk(maps, road, missing);
+    const Sample::CKeySequence sequence(maps, source, missing);
     TStore store;
     const TConfig config = Open(maps, store);
-    const auto bare = [&](const TKeys& keys) {
-        Require(Floor::Get(store, keys, missing) == walk.Sum(), "the floor answers right");
+    const auto baseline = [&](const TKeys& keys) {
+        Require(Baseline::Get(store, keys, missing) == sequence.Checksum(),
+                "the baseline is correct");
     };
     const auto ours = [&](const TKeys& keys) {
         double sum = 0;
-        for (const std::string* const key : keys) sum += Floor::Weigh(config->Get(*key, missing));
-        Require(sum == walk.Sum(), "Get answers right");
+        for (const std::string* const key : keys) {
+            sum += Baseline::Checksum(config->Get(*key, missing));
+        }
+        Require(sum == sequence.Checksum(), "Get is correct");
     };
     const auto time = [&](const auto& get) {
-        if (readers == 1) return Time([&] { get(walk.Keys()); });
-        return TimeBoth([&] { get(walk.Keys()); }, [&] { get(walk.OtherOrder()); });
+        if (readers == 1) return Time([&] { get(sequence.Keys()); });
+        return TimeBoth([&] { get(sequence.Keys()); }, [&] { get(sequence.OtherOrder()); });
     };
     Compare(
-        state, walk.Keys().size(), [&] { return time(bare); }, [&] { return time(ours); });
+        state, sequence.Keys().size(), [&] { return time(baseline); }, [&] { return time(ours); });
 }
 
-/// Must give a ratio of 1, or the figures of the other rows mean nothing.
-void CompareFloor(State& state) {
+/// The ratio must be 1, or the figures of the other rows mean nothing.
+void CompareBaseline(State& state) {
     const Sample::SMaps maps(KeyCount(state));
-    const Sample::CWalk walk(maps, ERoad::Defaults, 0);
+    const Sample::CKeySequence sequence(maps, ESource::Defaults, 0);
     TMap map;
     (void)Open(maps, map);
     TMap sameMap;
     (void)Open(maps, sameMap);
-    const auto time = [&](const TMap& asked) {
+    const auto time = [&](const TMap& store) {
         return Time([&] {
-            Require(Floor::Get(asked, walk.Keys(), 0) == walk.Sum(), "the floor answers right");
+            Require(Baseline::Get(store, sequence.Keys(), 0) == sequence.Checksum(),
+                    "the baseline is correct");
         });
     };
     Compare(
-        state, walk.Keys().size(), [&] { return time(map); }, [&] { return time(sameMap); });
+        state, sequence.Keys().size(), [&] { return time(map); }, [&] { return time(sameMap); });
 }
 
 template <typename TStore>
 void CompareExists(State& state) {
     const Sample::SMaps maps(KeyCount(state));
-    const Sample::CWalk walk(maps, ERoad::Overlay, 0);
+    const Sample::CKeySequence sequence(maps, ESource::Overlay, 0);
     TStore store;
     const TConfig config = Open(maps, store);
-    const auto all = static_cast<double>(walk.Keys().size());
-    const auto bare = [&] {
-        Require(Floor::Exists(store, walk.Keys()) == all, "the floor finds every key");
+    const auto all = static_cast<double>(sequence.Keys().size());
+    const auto baseline = [&] {
+        Require(Baseline::Exists(store, sequence.Keys()) == all, "the baseline finds every key");
     };
     const auto ours = [&] {
         double count = 0;
-        for (const std::string* const key : walk.Keys()) {
+        for (const std::string* const key : sequence.Keys()) {
             count += config->Exists(*key, Tamsel::EDataType::Int32) ? 1 : 0;
         }
         Require(count == all, "Exists finds every key");
     };
     Compare(
-        state, walk.Keys().size(), [&] { return Time(bare); }, [&] { return Time(ours); });
+        state, sequence.Keys().size(), [&] { return Time(baseline); }, [&] { return Time(ours); });
 }
 
 template <typename TStore>
@@ -179,9 +183,10 @@ void CompareKeys(State& state) {
     const Sample::SMaps maps(KeyCount(state));
     TStore store;
     const TConfig config = Open(maps, store);
-    Require(config->GetAllConfigKeys() == Floor::GetAllConfigKeys(store), "every key is given");
+    Require(config->GetAllConfigKeys() == Baseline::GetAllConfigKeys(store),
+            "every key is returned");
     Compare(
-        state, 1, [&] { return Time([&] { (void)Floor::GetAllConfigKeys(store); }); },
+        state, 1, [&] { return Time([&] { (void)Baseline::GetAllConfigKeys(store); }); },
         [&] { return Time([&] { (void)config->GetAllConfigKeys(); }); });
 }
 
@@ -190,11 +195,11 @@ void CompareLoad(State& state) {
     const std::string text = WriteMap(tmpfsFolder + "etc/config/load.json", maps.defaults);
     TConfig config;
     const auto ours = [&] {
-        config = nullptr;  // let the former one go outside of the measured time
+        config = nullptr;  // destroy the previous one outside the measured time
         return Time([&] { config = Tamsel::CreateStaticOnly("load", tmpfsFolder); });
     };
     Compare(
-        state, 1, [&] { return Time([&] { (void)Floor::Parse(text); }); }, ours);
+        state, 1, [&] { return Time([&] { (void)Baseline::Parse(text); }); }, ours);
     Require(config->GetAllConfigKeys().size() == maps.defaults.size(), "every key is loaded");
 }
 
@@ -203,12 +208,12 @@ void CompareReload(State& state) {
     const std::string text = WriteMap(OverlayPath(tmpfsFolder, "reload"), maps.defaults);
     const auto config = Tamsel::Create("reload", tmpfsFolder);
     Compare(
-        state, 1, [&] { return Time([&] { (void)Floor::Parse(text); }); },
+        state, 1, [&] { return Time([&] { (void)Baseline::Parse(text); }); },
         [&] { return Time([&] { config->Reload(); }); });
     Require(config->GetAllConfigKeys().size() == maps.defaults.size(), "every key is loaded");
 }
 
-/// A document in memory: what a change costs before it reaches a file.
+/// A document in memory, to measure what a change costs before it reaches a file.
 class CText : public Tamsel::IOutputFileStream {
 public:
     std::string GetPath() const override { return {}; }
@@ -224,37 +229,38 @@ void CompareText(State& state) {
     const Json::Value root = Sample::ToJson(map);
     const auto stream = std::make_shared<CText>();
     Compare(
-        state, 1, [&] { return Time([&] { (void)Floor::Print(root); }); },
+        state, 1, [&] { return Time([&] { (void)Baseline::Print(root); }); },
         [&] { return Time([&] { Tamsel::JsonUtil::WriteConfig(stream, map); }); });
-    Require(stream->text == Floor::Print(root), "the text is jsoncpp's");
+    Require(stream->text == Baseline::Print(root), "the text is jsoncpp's");
 }
 
-/// Gives the seconds of one write, which must lock and synchronise the file.
+/// Returns the duration of one write in seconds. It must lock and synchronise the file.
 template <typename TWrite>
 double TimeWrite(const TWrite& write) {
-    const unsigned int before = Witness::LockedSyncs();
+    const unsigned int before = Interposer::LockedSyncs();
     const double seconds = Time(write);
-    Require(Witness::LockedSyncs() == before + 1, "the file is locked and synchronised");
+    Require(Interposer::LockedSyncs() == before + 1, "the file is locked and synchronised");
     return seconds;
 }
 
 void CompareSet(State& state, const std::string& root) {
     const Sample::SMaps maps(KeyCount(state));
     const std::string path = OverlayPath(root, "set");
-    const std::string barePath = OverlayPath(root, "bare");
+    const std::string baselinePath = OverlayPath(root, "baseline");
     int value = 1000000;
     TMap map = maps.defaults;
     map[Sample::IntKey] = value;
     const std::string text = WriteMap(path, map);
     const auto config = Tamsel::Create("set", root);
     Compare(
-        state, 1, [&] { return TimeWrite([&] { Floor::Write(barePath, text); }); },
+        state, 1, [&] { return TimeWrite([&] { Baseline::Write(baselinePath, text); }); },
         [&] { return TimeWrite([&] { config->Set(Sample::IntKey, ++value); }); });
-    std::string bareText;
+    std::string baselineText;
     std::string ourText;
-    Require(Tamsel::ReadFile(barePath, bareText) && bareText == text, "the floor writes all");
+    Require(Tamsel::ReadFile(baselinePath, baselineText) && baselineText == text,
+            "the baseline writes everything");
     map[Sample::IntKey] = value;
-    Require(Tamsel::ReadFile(path, ourText) && Floor::Parse(ourText) == Sample::ToJson(map) &&
+    Require(Tamsel::ReadFile(path, ourText) && Baseline::Parse(ourText) == Sample::ToJson(map) &&
                 ourText.size() == text.size(),
             "Set writes as many bytes, and the new value");
 }
@@ -263,7 +269,7 @@ void CompareHasChanged(State& state) {
     constexpr int Count = 1000;
     const std::string path = OverlayPath(tmpfsFolder, "watch");
     const auto config = Tamsel::Create("watch", tmpfsFolder);
-    const Floor::CWatch watch(path);
+    const Baseline::CWatch watch(path);
     (void)config->HasChanged();
     const auto idle = [](const auto& hasChanged) {
         return Time([&] {
@@ -273,10 +279,10 @@ void CompareHasChanged(State& state) {
     Compare(
         state, Count, [&] { return idle([&] { return watch.HasChanged(); }); },
         [&] { return idle([&] { return config->HasChanged(); }); });
-    Require(Tamsel::WriteFile(path, "{}") && config->HasChanged(), "a change is told");
+    Require(Tamsel::WriteFile(path, "{}") && config->HasChanged(), "a change is reported");
 }
 
-/// Not time but bytes: the heap that a key takes, malloc's own part included.
+/// Measures bytes instead of time: the heap that a key takes, including malloc's overhead.
 void CompareHeap(State& state) {
     const Sample::SMaps maps(KeyCount(state));
     const std::string text = WriteMap(tmpfsFolder + "etc/config/heap.json", maps.defaults);
@@ -286,7 +292,7 @@ void CompareHeap(State& state) {
         return (static_cast<double>(mallinfo2().uordblks) - before) / KeyCount(state) / 1e9;
     };
     Compare(
-        state, 1, [&] { return perKey([&] { return Sample::ToMap(Floor::Parse(text)); }); },
+        state, 1, [&] { return perKey([&] { return Sample::ToMap(Baseline::Parse(text)); }); },
         [&] { return perKey([] { return Tamsel::CreateStaticOnly("heap", tmpfsFolder); }); });
 }
 
@@ -295,34 +301,34 @@ benchmark::internal::Benchmark* Add(const std::string& name, const TBody& body) 
     return benchmark::RegisterBenchmark(name.c_str(), body)->UseManualTime();
 }
 
-/// For each number of keys.
+/// Adds the benchmark for each number of keys.
 template <typename TBody>
 void AddSizes(const std::string& name, const TBody& body) {
     Add(name, body)->RangeMultiplier(10)->Range(10, 10000);
 }
 
 template <typename T, typename TStore>
-void AddGet(const std::string& name, ERoad road, int readers = 1) {
-    AddSizes(name, [=](State& state) { CompareGet<T, TStore>(state, road, readers); });
+void AddGet(const std::string& name, ESource source, int readers = 1) {
+    AddSizes(name, [=](State& state) { CompareGet<T, TStore>(state, source, readers); });
 }
 
 void AddReads() {
-    AddSizes("floor against itself", CompareFloor);
-    AddGet<int, TMap>("static Get, int", ERoad::Defaults);
-    AddGet<double, TMap>("static Get, double", ERoad::Defaults);
-    AddGet<std::string, TMap>("static Get, string", ERoad::Defaults);
-    AddGet<int, TMap>("static Get, missing", ERoad::Missing);
-    AddGet<int, SLayers>("Get, int in overlay", ERoad::Overlay);
-    AddGet<double, SLayers>("Get, double in overlay", ERoad::Overlay);
-    AddGet<std::string, SLayers>("Get, string in overlay", ERoad::Overlay);
-    AddGet<int, SLayers>("Get, int in defaults", ERoad::Defaults);
-    AddGet<double, SLayers>("Get, double in defaults", ERoad::Defaults);
-    AddGet<std::string, SLayers>("Get, string in defaults", ERoad::Defaults);
-    AddGet<int, SLayers>("Get, missing", ERoad::Missing);
-    AddGet<int, TMap>("two readers: static Get, int", ERoad::Defaults, 2);
-    AddGet<int, SLayers>("two readers: Get, int in overlay", ERoad::Overlay, 2);
-    AddGet<int, SLayers>("two readers: Get, int in defaults", ERoad::Defaults, 2);
-    AddGet<int, SLayers>("two readers: Get, missing", ERoad::Missing, 2);
+    AddSizes("baseline against itself", CompareBaseline);
+    AddGet<int, TMap>("static Get, int", ESource::Defaults);
+    AddGet<double, TMap>("static Get, double", ESource::Defaults);
+    AddGet<std::string, TMap>("static Get, string", ESource::Defaults);
+    AddGet<int, TMap>("static Get, missing", ESource::Missing);
+    AddGet<int, SLayers>("Get, int in overlay", ESource::Overlay);
+    AddGet<double, SLayers>("Get, double in overlay", ESource::Overlay);
+    AddGet<std::string, SLayers>("Get, string in overlay", ESource::Overlay);
+    AddGet<int, SLayers>("Get, int in defaults", ESource::Defaults);
+    AddGet<double, SLayers>("Get, double in defaults", ESource::Defaults);
+    AddGet<std::string, SLayers>("Get, string in defaults", ESource::Defaults);
+    AddGet<int, SLayers>("Get, missing", ESource::Missing);
+    AddGet<int, TMap>("two readers: static Get, int", ESource::Defaults, 2);
+    AddGet<int, SLayers>("two readers: Get, int in overlay", ESource::Overlay, 2);
+    AddGet<int, SLayers>("two readers: Get, int in defaults", ESource::Defaults, 2);
+    AddGet<int, SLayers>("two readers: Get, missing", ESource::Missing, 2);
     AddSizes("static Exists", CompareExists<TMap>);
     AddSizes("Exists", CompareExists<SLayers>);
     AddSizes("static GetAllConfigKeys", CompareKeys<TMap>);
@@ -339,7 +345,7 @@ void AddFiles() {
     Add("heap bytes a key", CompareHeap)->Iterations(1)->Arg(1000)->Arg(10000);
 }
 
-/// Gives the folder as a root path, with room for configurations below it.
+/// Creates the directories for configurations in the folder, and returns it as a root path.
 std::string Root(const std::string& folder) {
     for (const char* const below : {"/etc/config", "/data/config"}) {
         std::filesystem::create_directories(folder + below);

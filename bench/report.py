@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Makes the table and the picture from the figures of tamsel_bench.
+"""Prints the table and draws the chart of the figures of tamsel_bench.
 
-report.py FIGURES            prints the table, and which aims are met
-report.py FIGURES --quick    without aims
+report.py FIGURES            prints the table, and which targets are met
+report.py FIGURES --quick    without targets
+report.py FIGURES --strict   also exits with 1 when a target is missed
 report.py FIGURES --publish  also writes docs/performance.svg and the table of docs/performance.md
 """
 import json
@@ -11,9 +12,9 @@ import math
 import re
 import sys
 
-# Operation, number of keys, the column that is looked at, its bounds.
-AIMS = [
-    ("floor against itself", 1000, "ratio", 0.97, 1.03),
+# Operation, number of keys, the column that is checked, its bounds.
+TARGETS = [
+    ("baseline against itself", 1000, "ratio", 0.97, 1.03),
     ("(two readers: )?static Get, (int|string|missing)", 1000, "ratio", 0, 1.05),
     ("(two readers: )?Get, .*", 1000, "ratio", 0, 1.08),
     ("load", 1000, "ratio", 0, 1.35),
@@ -35,7 +36,7 @@ DRAWN = {
 
 
 def medians(figures):
-    """Gives {operation: {keys: counters}} in the order of the program."""
+    """Returns {operation: {keys: counters}} in the order of the program."""
     rows = {}
     runs = [run for run in figures["benchmarks"] if run.get("aggregate_name") == "median"]
     for run in sorted(runs, key=lambda run: run["family_index"]):
@@ -58,9 +59,9 @@ def cell(name, run):
     return f"{ours} ×{run['ratio']:.2f}"
 
 
-def aim(name, row):
-    """Gives the aim in words and whether it is met; None when there is none."""
-    for pattern, keys, column, low, high in AIMS:
+def target(name, row):
+    """Returns the target as text and whether it is met; None if there is none."""
+    for pattern, keys, column, low, high in TARGETS:
         if re.fullmatch(pattern, name) and keys in row:
             met = low <= row[keys][column] <= high
             bounds = f"{low} to {high}" if low else f"≤ {high}"
@@ -69,13 +70,13 @@ def aim(name, row):
     return None
 
 
-def table(rows, with_aims):
-    head = ["operation"] + [f"{keys} keys" for keys in SIZES] + ["aim"] * with_aims
+def table(rows, with_targets):
+    head = ["operation"] + [f"{keys} keys" for keys in SIZES] + ["target"] * with_targets
     lines = [head]
     for name, row in rows.items():
-        found = aim(name, row)
+        found = target(name, row)
         lines.append([name] + [cell(name, row.get(keys)) for keys in SIZES]
-                     + [found[0] if found else ""] * with_aims)
+                     + [found[0] if found else ""] * with_targets)
     return lines
 
 
@@ -146,14 +147,16 @@ def main():
     rows = medians(figures)
     is_quick = "--quick" in sys.argv
     print(plain(table(rows, not is_quick)))
-    print("\nThe median time of an operation, and its ratio to the floor.")
+    print("\nThe median time of an operation, and its ratio to the baseline.")
     if is_quick:
         return
-    found = {name: aim(name, row) for name, row in rows.items()}
+    found = {name: target(name, row) for name, row in rows.items()}
     missed = [name for name, result in found.items() if result and not result[1]]
-    print("Aims not met: " + "; ".join(missed) if missed else "Every aim is met.")
+    print("Targets not met: " + "; ".join(missed) if missed else "Every target is met.")
     if "--publish" in sys.argv:
         publish(figures, rows)
+    if "--strict" in sys.argv and missed:
+        sys.exit(1)
 
 
 main()

@@ -8,14 +8,14 @@ namespace Sample {
 
 namespace {
 
-constexpr std::size_t WalkLength = 32768;
+constexpr std::size_t SequenceLength = 32768;
 
 std::string Name(int i) {
     const char* const groups[] = {"audio", "display", "network", "sensor", "update"};
     return groups[i % 5] + (".option." + std::to_string(10000 + i).substr(1));
 }
 
-// The layers differ in every value, so that an answer from the wrong one shows.
+// The layers differ in every value, so that a result from the wrong layer is detected.
 Json::Value Value(int i, bool isOverlay) {
     switch (i / 2 % 3) {
         case 0: return i + (isOverlay ? 1000000 : 0);
@@ -42,14 +42,14 @@ SMaps::SMaps(int keyCount) {
     }
 }
 
-Json::Value ToJson(const Floor::TMap& map) {
+Json::Value ToJson(const Baseline::TMap& map) {
     Json::Value root;
     for (const auto& [key, value] : map) root[key] = value;
     return root;
 }
 
-Floor::TMap ToMap(const Json::Value& root) {
-    Floor::TMap map;
+Baseline::TMap ToMap(const Json::Value& root) {
+    Baseline::TMap map;
     for (auto member = root.begin(); member != root.end(); ++member) {
         map.emplace_hint(map.end(), member.name(), *member);
     }
@@ -57,19 +57,20 @@ Floor::TMap ToMap(const Json::Value& root) {
 }
 
 template <typename T>
-CWalk::CWalk(const SMaps& maps, ERoad road, const T& missing) {
-    std::vector<double> weights;
-    for (const auto& [key, value] : road == ERoad::Overlay ? maps.overlay : maps.defaults) {
+CKeySequence::CKeySequence(const SMaps& maps, ESource source, const T& missing) {
+    std::vector<double> checksums;
+    for (const auto& [key, value] : source == ESource::Overlay ? maps.overlay : maps.defaults) {
         if (value.type() != KindOf<T>) continue;
-        if (road == ERoad::Defaults && maps.overlay.count(key) != 0) continue;
-        // A missing key lies between two held ones.
-        m_names.push_back(road == ERoad::Missing ? key + "?" : key);
-        weights.push_back(Floor::Weigh(road == ERoad::Missing ? missing : value.template as<T>()));
+        if (source == ESource::Defaults && maps.overlay.count(key) != 0) continue;
+        // A missing key sorts between two existing ones.
+        m_names.push_back(source == ESource::Missing ? key + "?" : key);
+        checksums.push_back(
+            Baseline::Checksum(source == ESource::Missing ? missing : value.template as<T>()));
     }
-    while (m_keys.size() < WalkLength) {
+    while (m_keys.size() < SequenceLength) {
         for (std::size_t i = 0; i < m_names.size(); ++i) {
             m_keys.push_back(&m_names[i]);
-            m_sum += weights[i];
+            m_checksum += checksums[i];
         }
     }
     m_otherOrder = m_keys;
@@ -78,8 +79,8 @@ CWalk::CWalk(const SMaps& maps, ERoad road, const T& missing) {
     std::shuffle(m_otherOrder.begin(), m_otherOrder.end(), random);
 }
 
-template CWalk::CWalk(const SMaps& maps, ERoad road, const int& missing);
-template CWalk::CWalk(const SMaps& maps, ERoad road, const double& missing);
-template CWalk::CWalk(const SMaps& maps, ERoad road, const std::string& missing);
+template CKeySequence::CKeySequence(const SMaps& maps, ESource source, const int& missing);
+template CKeySequence::CKeySequence(const SMaps& maps, ESource source, const double& missing);
+template CKeySequence::CKeySequence(const SMaps& maps, ESource source, const std::string& missing);
 
 }  // namespace Sample

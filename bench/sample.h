@@ -4,51 +4,51 @@
 #include <string>
 #include <vector>
 
-#include "floor.h"
+#include "baseline.h"
 
-/// The configuration that the benchmarks ask.
+/// The configuration that the benchmarks read.
 namespace Sample {
 
-/// Integers, numbers with a fraction, and strings, one third each. The overlay holds every second
-/// key, with a value of its own. Key names are as devices have them: too long for a string's own
+/// Integers, numbers with a fraction, and strings, one third each. The overlay has every second
+/// key, with a different value. Key names are as long as on real devices, beyond the small-string
 /// buffer.
 struct SMaps {
     explicit SMaps(int keyCount);
 
-    Floor::TMap defaults;
-    Floor::TMap overlay;
+    Baseline::TMap defaults;
+    Baseline::TMap overlay;
 };
 
-/// A key that both layers hold as an `int`.
+/// A key with an `int` in both layers.
 extern const std::string IntKey;
 
-/// Gives the document that holds the map.
-Json::Value ToJson(const Floor::TMap& map);
+/// Returns the document with the entries of the map.
+Json::Value ToJson(const Baseline::TMap& map);
 
-/// Gives the members of a document, put together in the order in which the library does.
-Floor::TMap ToMap(const Json::Value& root);
+/// Returns the members of a document, inserted in the same order as by the library.
+Baseline::TMap ToMap(const Json::Value& root);
 
-/// Where an answer comes from.
-enum class ERoad { Overlay, Defaults, Missing };
+/// Where a value is found.
+enum class ESource { Overlay, Defaults, Missing };
 
-/// The keys of one type on one road, each many times, in a long shuffled sequence: a branch
+/// The keys of one type from one source, each many times, in a long shuffled sequence: a branch
 /// predictor learns a short one.
-class CWalk {
+class CKeySequence {
 public:
     template <typename T>
-    CWalk(const SMaps& maps, ERoad road, const T& missing);
+    CKeySequence(const SMaps& maps, ESource source, const T& missing);
 
-    const Floor::TKeys& Keys() const { return m_keys; }
-    const Floor::TKeys& OtherOrder() const { return m_otherOrder; }
+    const Baseline::TKeys& Keys() const { return m_keys; }
+    const Baseline::TKeys& OtherOrder() const { return m_otherOrder; }
 
-    /// What all right answers weigh together, see `Floor::Weigh`.
-    double Sum() const { return m_sum; }
+    /// The checksum of all correct results, see `Baseline::Checksum`.
+    double Checksum() const { return m_checksum; }
 
 private:
     std::vector<std::string> m_names;
-    Floor::TKeys m_keys;
-    Floor::TKeys m_otherOrder;
-    double m_sum = 0;
+    Baseline::TKeys m_keys;
+    Baseline::TKeys m_otherOrder;
+    double m_checksum = 0;
 };
 
 }  // namespace Sample

@@ -11,8 +11,6 @@
 #include <memory>
 #include <optional>
 
-#include <tamsel/file_util.h>
-
 #include "document_text.h"
 #include "system.h"
 
@@ -25,6 +23,12 @@ using TLimit = std::chrono::milliseconds;
 const std::string Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
+
+/// Not by `Tamsel::Exists`, which asks for the real user: a file that he cannot see is not missing.
+bool IsMissing(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
 
 struct stat StatusOf(int descriptor, const std::string& path) {
     struct stat status {};
@@ -116,7 +120,7 @@ void SynchronizeFolder(const std::string& path) {
 bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
     const std::string left = journal.Read();
     if (left.empty()) return false;
-    if (Exists(path)) {
+    if (!IsMissing(path)) {
         const CFileLock document(path, CFileLock::EMode::Exclusive, limit);
         const std::string text = document.Read();
         const std::string settled = Settled(left, text);
@@ -169,8 +173,8 @@ void CreateEmpty(const std::string& path) {
 /// existing journal stays missing: that tells what to do with what the journal holds.
 std::string EnsureJournal(const std::string& path) {
     const std::string journal = JournalOf(path);
-    if (Exists(journal)) return journal;
-    if (!Exists(path)) CreateEmpty(path);
+    if (!IsMissing(journal)) return journal;
+    if (IsMissing(path)) CreateEmpty(path);
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
     const CDescriptor file(Checked(journal, [&] { return open(journal.c_str(), flags, 0600); }));
     MatchAccess(file.Get(), path);
@@ -180,7 +184,7 @@ std::string EnsureJournal(const std::string& path) {
 /// Returns the path of the document, which is then whole and exists.
 const std::string& EnsureDocument(const CFileLock& journal, const std::string& path, TLimit limit) {
     (void)Complete(journal, path, limit);
-    if (!Exists(path)) CreateEmpty(path);
+    if (IsMissing(path)) CreateEmpty(path);
     return path;
 }
 
@@ -189,11 +193,6 @@ std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try
 } catch (const std::system_error& error) {
     if (error.code() == std::errc::no_such_file_or_directory) return nullptr;
     throw;
-}
-
-bool IsNotPermitted(const std::error_code& code) {
-    return code == std::errc::permission_denied || code == std::errc::operation_not_permitted ||
-           code == std::errc::read_only_file_system;
 }
 
 }  // namespace
@@ -213,7 +212,8 @@ void OpenDocument(const std::string& path, TLimit limit) {
         // Whoever created the journal may have been killed before it had its permissions.
         MatchAccess(lock.Descriptor(), EnsureDocument(lock, path, limit));
     } catch (const std::system_error& error) {
-        if (!IsNotPermitted(error.code())) throw;
+        // Without permission, or on a full disk, it can still be read as if it were completed.
+        if (error.code() == std::errc::timed_out) throw;
     }
 }
 
@@ -236,7 +236,7 @@ std::string ReadDocument(const std::string& path, TLimit limit) {
 }
 
 bool RecoverDocument(const std::string& path, TLimit limit) {
-    if (!Exists(JournalOf(path))) return false;
+    if (IsMissing(JournalOf(path))) return false;
     const CFileLock journal(JournalOf(path), CFileLock::EMode::Exclusive, limit);
     return Complete(journal, path, limit);
 }

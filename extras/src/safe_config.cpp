@@ -24,11 +24,6 @@ bool COfferedStream::Read(std::string& content) {
     return true;
 }
 
-bool COfferedStream::Write(const std::string& content) {
-    hasWritten = true;
-    return CCrashSafeFileStream::Write(content);
-}
-
 /// Makes this thread the only one that changes the overlay in memory.
 class CSafeConfigImpl::CChangeLock {
 public:
@@ -69,25 +64,27 @@ void CSafeConfigImpl::Adopt(const std::string& text) {
     COverlayedConfig::Reload();
 }
 
+/// Without it, a change would be compared with what the file held long ago, and a `Set` of the
+/// value that memory still has would do nothing about the one that somebody else has set since. A
+/// file that cannot be parsed is left to the change, which replaces it.
+void CSafeConfigImpl::CatchUp() {
+    const std::string known = m_stream->KnownText();
+    std::string text;
+    (void)m_stream->Read(text);
+    m_stream->SetKnownText(known);
+    if (text != known && IsWhole(text)) Adopt(text);
+}
+
 void CSafeConfigImpl::Change(const std::function<void()>& work) {
     const CChangeLock lock(*this, m_lockLimit);
     const std::string before = m_stream->KnownText();
     try {
-        m_stream->hasWritten = false;
+        CatchUp();
         work();
-        if (!m_stream->hasWritten && CatchUp()) work();
     } catch (...) {
         Adopt(before);
         throw;
     }
-}
-
-/// Reloads if the file holds another text than memory: a change that has nothing to change in
-/// memory may have in the file. Returns whether it does.
-bool CSafeConfigImpl::CatchUp() {
-    const std::string before = m_stream->KnownText();
-    COverlayedConfig::Reload();
-    return m_stream->KnownText() != before;
 }
 
 void CSafeConfigImpl::Store(const std::string& key, const Json::Value& value) {

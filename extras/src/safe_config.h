@@ -25,9 +25,6 @@ public:
 
     void Offer(const std::string& text) { m_offer = text; }
     bool Read(std::string& content) override;
-    bool Write(const std::string& content) override;
-
-    bool hasWritten = false;  ///< set by every `Write`
 
 private:
     std::optional<std::string> m_offer;
@@ -72,8 +69,8 @@ private:
 
     void Store(const std::string& key, const Json::Value& value);
     void Adopt(const std::string& text);
+    void CatchUp();
     void Change(const std::function<void()>& work);
-    bool CatchUp();
 
     const std::shared_ptr<COfferedStream> m_stream;
     const TConfigMap m_defaults;

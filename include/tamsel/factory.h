@@ -4,77 +4,78 @@
 #include <memory>
 #include <string>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/iconfig.h>
 #include <tamsel/types.h>
 
 /// \file
-/// Start here: a configuration's name becomes an object that answers.
+/// Start here: creates a configuration from its name.
 ///
 /// | File | Path |
 /// | --- | --- |
 /// | defaults, never written | `rootPath` + "etc/" + `subDirectory` + "/" + `name` + ".json" |
-/// | overlay, holds the changes | `rootPath` + "data/" + `subDirectory` + "/" + `name` + ".json" |
+/// | overlay, stores the changes | `rootPath` + "data/" + `subDirectory` + "/" + `name` + ".json" |
 ///
-/// `Create` uses both; `CreateStaticOnly` the defaults alone, always in the sub-directory "config".
+/// `Create` uses both; `CreateStaticOnly` only the defaults, always in the sub-directory "config".
 ///
-/// Paths are joined as plain text and nothing is checked. `rootPath` is a prefix: give it with its
-/// trailing slash, for "/opt/unit" would read "/opt/unitetc/config/...". An empty one makes the
-/// paths relative, to the working directory of each moment: a program that changes it later writes
-/// elsewhere than it watches.
+/// Paths are concatenated as plain text and not checked. `rootPath` is a prefix and needs a
+/// trailing slash: "/opt/unit" would read "/opt/unitetc/config/...". If it is empty, the paths are
+/// relative to the working directory of each file operation: a program that changes it later writes
+/// a different file than it watches.
 ///
-/// Each call builds a new, independent object; calls may run in any threads at once.
+/// Each call creates a new, independent object. All functions are thread-safe.
 ///
-/// \warning Whether a file exists and may be read is asked for the real user, but the effective
-/// user opens it. In a set-user-ID program a file that the effective user may not open reads as one
-/// without keys, and an overlay that the real user cannot see is emptied. Give such a program one
-/// user before it comes here. A directory in a file's place, and a file that cannot be opened for
-/// want of a descriptor, read as one without keys too.
+/// \warning A directory, or a file that cannot be opened because the process is out of file
+/// descriptors, reads as a file without keys.
+///
+/// \warning Whether a file exists and is readable is checked for the real UID, but the file is
+/// opened with the effective UID. In a set-user-ID program, a file that the effective user cannot
+/// open reads as one without keys, and an overlay that the real user cannot see is truncated to
+/// zero length. Set both UIDs to the same user before calling these functions.
 
 namespace Tamsel {
 
-/// The root path of the `Create` overload that takes none: "/". In a static build, this and the
-/// next may not be made yet while other static objects are.
+/// The root path of the `Create` overload that takes none: "/".
 extern TAMSEL_API const std::string DefaultRootPath;
 
 /// The sub-directory of the `Create` overloads that take none: "config".
 extern TAMSEL_API const std::string DefaultSubDirectory;
 
-/// Reads the defaults file, `rootPath` + "etc/config/" + `name` + ".json", once, and gives a
-/// configuration that answers from it. Nothing is created, written or watched. A missing file, an
-/// empty one, and one that holds `null` give a configuration without keys.
+/// Reads the defaults file, `rootPath` + "etc/config/" + `name` + ".json", once and returns a
+/// configuration with its values. Does not create, write or watch anything. A missing file, an
+/// empty one, and one that contains `null` result in a configuration without keys.
 ///
-/// \throws CAccessDenied the file exists and may not be read
+/// \throws CAccessDenied the file exists and is not readable
 /// \throws CInvalidConfig the text does not parse
-/// \throws Json::Exception jsoncpp refuses the document, see `JsonUtil::ReadConfig`
+/// \throws Json::Exception jsoncpp rejects the document, see `JsonUtil::ReadConfig`
 TAMSEL_API std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& name,
                                                              const std::string& rootPath);
 
-/// \name Create: a configuration that can be changed and followed
+/// \name Create: a configuration that can be changed and watched
 ///
-/// Reads the defaults and the overlay, and watches the overlay until the object goes. A missing
-/// defaults file is one without keys. A missing overlay file is created, empty, and that is all
-/// that is ever created: the directory must exist. An overlay that may be read but not written is
-/// accepted, and the first change throws.
+/// Reads the defaults and the overlay, and watches the overlay for the lifetime of the object. A
+/// missing defaults file is one without keys. A missing overlay file is created, empty; nothing
+/// else is ever created, so its directory must exist. An overlay that is readable but not writable
+/// is accepted, and the first change throws.
 ///
-/// The defaults file is examined before the overlay is touched, and both before either is parsed:
-/// so a broken defaults file may leave an empty new overlay file behind.
+/// Access to the defaults file is checked before the overlay is touched, and to both before either
+/// is parsed, so a defaults file that does not parse can leave a new, empty overlay file behind.
 ///
-/// \warning An overlay file that is empty, say after a power cut in the middle of a `Set`, is one
-/// without changes, and no error. One that is cut short does not parse, and `Create` throws until
-/// someone mends or empties it.
+/// \warning An empty overlay file, for example after a power failure during a `Set`, is an overlay
+/// without changes and not an error. A truncated one does not parse, and `Create` throws until it
+/// is repaired or emptied.
 ///
-/// \throws CAccessDenied a file exists and may not be read, or the overlay is missing and cannot be
+/// \throws CAccessDenied a file exists and is not readable, or the overlay is missing and cannot be
 /// created
-/// \throws CInotifyHandlingError no inotify instance or no watch is to be had; each object holds
-/// one instance, and Linux allows a user 128 by default
+/// \throws CInotifyHandlingError no inotify instance or watch is available; each object uses one
+/// instance, and Linux limits a user to 128 by default
 /// \throws CInvalidConfig the text of either file does not parse
-/// \throws Json::Exception jsoncpp refuses either document, see `JsonUtil::ReadConfig`
+/// \throws Json::Exception jsoncpp rejects either document, see `JsonUtil::ReadConfig`
 /// @{
 
-/// With `callback` told of each change that `Set` makes. An empty one is never called; where a
-/// callback and a sub-directory are both possible, `{}` and `nullptr` are ambiguous: use the
-/// overload without a callback.
+/// Calls `callback` for each change made by `Set`, unless it is empty. As the last of three
+/// arguments, `{}` and `nullptr` are ambiguous: use the overload without a callback.
 TAMSEL_API std::shared_ptr<IConfig> Create(const std::string& name, const std::string& rootPath,
                                            const std::string& subDirectory,
                                            TChangeCallback callback);

@@ -6,42 +6,45 @@
 
 #include <json/value.h>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/types.h>
 
 namespace Tamsel {
 
-/// A configuration that can be asked: keys with typed values, wherever they come from.
+/// Read access to a configuration: keys with typed values, whatever their source.
 ///
-/// The factories of `factory.h` hand it out as a shared pointer, and the last one frees it. Any
-/// number of threads may use one configuration at once. Every result is a copy that stays valid
-/// whatever happens to the configuration later.
+/// Thread-safe. The factories of `factory.h` return it as a `std::shared_ptr`, and the last owner
+/// destroys it. Every result is a copy, which stays valid whatever happens to the configuration.
 ///
-/// The virtual operations and their order are part of the binary interface.
+/// The order of the virtual functions is part of the binary interface.
 class TAMSEL_API IReadOnlyConfig {
 public:
     virtual ~IReadOnlyConfig() = default;
 
-    /// \name Get: the value of a key, or the caller's default
+    /// Returns the value stored for `key`, or `defaultValue` if there is none.
+    ///
+    /// A stored value of another type, JSON's `null` included, is an error: it is never replaced by
+    /// the default, nor converted between kinds. `EDataType` defines which values have which type.
+    /// A number beyond the range of `float` becomes an infinity, and digits beyond its precision
+    /// are lost. The `Json::Value` overload returns any stored value.
+    ///
+    /// \warning A string literal, like any other pointer, selects the `bool` overload without a
+    /// compiler warning: `Get("name", "eth0")` expects a boolean. Pass a `std::string`.
+    ///
+    /// \warning Types narrower than `int`, such as `char`, and unscoped enumerations select `int`.
+    /// `long` is ambiguous: `int64_t` compiles on 32-bit ARM, where it is `long long`, but not on
+    /// 64-bit Linux, where it is `long`. For both, pass a parameter type itself, for example `5LL`.
+    ///
+    /// \throws CTypeError the stored value has another type; never from the `Json::Value` overload
+    /// \throws std::system_error only from an overlayed configuration: the calling thread already
+    /// holds its lock, because it runs this configuration's change callback
+    virtual bool Get(const std::string& key, bool defaultValue) const = 0;
+
+    /// \name Overloads of Get
     /// @{
 
-    /// Gives the value that the configuration holds for `key`, or `defaultValue` when it holds
-    /// none. A held value of another type is an error, never a reason to answer with the default,
-    /// and JSON's `null` is such a value. What belongs to a type is told at `EDataType`; nothing is
-    /// converted between kinds. A number beyond the range of `float` comes back as an infinity, and
-    /// digits beyond its precision are lost. The `Json::Value` overload gives whatever is held.
-    ///
-    /// \warning Pass a text default as `std::string`. A literal, as any pointer, chooses the `bool`
-    /// overload without a word from the compiler: `Get("name", "eth0")` asks for a boolean. Types
-    /// narrower than `int`, `char` among them, and plain enumerations choose `int`. `long` is
-    /// ambiguous: so `int64_t` compiles on 32-bit ARM, where it is `long long`, and not on 64-bit
-    /// Linux, where it is `long`. Name an overload's own type, as `5LL` does, to build for both.
-    ///
-    /// \throws CTypeError the held value is not of that type; the `Json::Value` overload never
-    /// throws it
-    /// \throws std::system_error an overlayed configuration only: the calling thread already holds
-    /// its lock, that is, it runs the configuration's own change callback
-    virtual bool Get(const std::string& key, bool defaultValue) const = 0;
+    /// As Get(const std::string&, bool) const, for this type.
     virtual unsigned int Get(const std::string& key, unsigned int defaultValue) const = 0;
     virtual unsigned long long Get(const std::string& key,
                                    unsigned long long defaultValue) const = 0;
@@ -53,64 +56,68 @@ public:
     virtual Json::Value Get(const std::string& key, const Json::Value& defaultValue) const = 0;
     /// @}
 
-    /// Tells whether `key` is held with a value of `type`; with `EDataType::Any`, whether it is
-    /// held at all. When it tells true, the `Get` of that type does not throw `CTypeError`.
+    /// Returns true if `key` has a value of `type`, or any value for `EDataType::Any`. If so, the
+    /// `Get` of that type does not throw `CTypeError`.
     ///
     /// \throws std::system_error as `Get`
     virtual bool Exists(const std::string& key, EDataType type) const = 0;
 
-    /// Gives every key that is held, each once, in no order.
+    /// Returns all keys, each once, in no particular order.
     ///
     /// \throws std::system_error as `Get`
     virtual std::unordered_set<std::string> GetAllConfigKeys() const = 0;
 };
 
-/// A configuration that can also be changed, in memory and on disk at once, and followed while
-/// others change it.
+/// A configuration that can be changed, in memory and on disk, and that detects changes of its
+/// file.
 ///
-/// It answers from two layers: the overlay, which holds the changes, and below it the defaults,
-/// which never change. A key that both hold is answered from the overlay, and is called overridden.
+/// It has two layers: the overlay, which stores the changes, and the defaults, which never change.
+/// A key that is in both has the value of the overlay, and is called overridden.
 ///
-/// A change rewrites the whole overlay file from this object's memory, so it also undoes what
-/// another process wrote since this object last read the file. Where several processes change one
-/// configuration, call `Reload` right before each change; even then the last writer wins. What a
-/// rewrite does to the file when the power fails or the disk is full is told at `WriteFile`, and
-/// what it keeps of a text at `JsonUtil::WriteConfig`.
+/// The order of the virtual functions is part of the binary interface.
 ///
-/// The virtual operations and their order are part of the binary interface.
+/// \warning A change rewrites the whole overlay file from memory, so it discards what another
+/// process wrote since this object last read the file. If several processes change one
+/// configuration, call `Reload` immediately before each change; even then, the last writer wins.
+/// See `WriteFile` for what a power failure or a full disk does to the file, and
+/// `JsonUtil::WriteConfig` for which of its text a rewrite keeps.
 class TAMSEL_API IConfig : public IReadOnlyConfig {
 public:
-    /// \name Set: change the value of a key
+    /// Sets `key` to `value`: stores it in the overlay in memory, calls the change callback, then
+    /// writes and synchronises the file. Until it returns, other threads' calls on this object
+    /// block, except `HasChanged` and `GetOverlayedFileSize`. Blocks indefinitely while anyone else
+    /// holds the file's lock.
+    ///
+    /// Does nothing, neither callback nor write, if the overlay stores an equal value, or if the
+    /// key is not overridden and its default is equal. An overridden key that is set to its default
+    /// stays overridden, see `Restore`.
+    ///
+    /// If the callback or the write fails, memory keeps the new value: repeating the call does
+    /// nothing, and the next effective change of any key writes this one too.
+    ///
+    /// Equality is that of `Json::Value`: an `int`, an `unsigned` and a real are never equal. A
+    /// file's 5 is an `int`, so `Set(key, 5u)` and `Set(key, 5.0)` change it, and `Set(key, 5u)`
+    /// does so again after each `Reload`. A `float` is stored as the equal `double`.
+    ///
+    /// \warning Overloads are selected as in `Get`: for text, pass a `std::string`.
+    ///
+    /// \warning `Json::nullValue` is an enumerator and stores 0; pass `Json::Value()`. `{1, 2}`
+    /// selects `std::string` and stores two characters.
+    ///
+    /// \warning An infinity, or more than 998 nested arrays or objects, can be written but not read
+    /// again: the file no longer parses. A NaN is written as `null`. Text that is not UTF-8, keys
+    /// included, is written as other characters and can corrupt those next to it.
+    ///
+    /// \throws CInvalidConfig the file cannot be opened, locked, truncated or written; the callback
+    /// was called
+    /// \throws std::system_error as `Get`; nothing has changed
+    /// \throws any exception of the callback; nothing was written
+    virtual void Set(const std::string& key, bool value) = 0;
+
+    /// \name Overloads of Set
     /// @{
 
-    /// Afterwards `key` is answered with `value`, and the overlay file holds it. In this order: the
-    /// value enters the overlay in memory, the change callback is called, the file is written and
-    /// synchronised. Other threads' calls wait meanwhile, all but `HasChanged` and
-    /// `GetOverlayedFileSize`; and all of them wait without limit while someone else holds the
-    /// file's lock.
-    ///
-    /// Nothing at all happens, no callback and no write, when the overlay holds an equal value, or
-    /// when the key is not overridden and its default is equal. An overridden key that is set back
-    /// to its default stays overridden; `Restore` undoes it.
-    ///
-    /// Equality is that of `Json::Value`: an `int`, an `unsigned` and a real are never equal,
-    /// whatever their values. A file's 5 reads as an `int`, so `Set(key, 5u)` and `Set(key, 5.0)`
-    /// over it are changes, and a repeated `Set(key, 5u)` is one again after every `Reload`. A
-    /// `float` is stored as the `double` of the same value.
-    ///
-    /// \warning A text literal chooses the `bool` overload, exactly as with `Get`: write
-    /// `Set("name", std::string("eth0"))`. An infinity is written in a form that the parser then
-    /// refuses, so that the file cannot be read again, and so is a `Json::Value` of more than 998
-    /// arrays or objects within one another; a NaN is written as `null`; text that is not UTF-8, in
-    /// keys too, is written as other characters and may take its neighbours with it. Keep them out.
-    ///
-    /// \throws CInvalidConfig the file cannot be opened, locked, emptied or written; memory holds
-    /// the new value, and the callback was called. Repeating the call does nothing, for memory
-    /// holds the value already; the next effective change of any key writes this one too
-    /// \throws std::system_error as `Get`; nothing has changed
-    /// \throws anything that the callback throws; memory holds the new value, and the file gets it
-    /// with the next effective change of any key
-    virtual void Set(const std::string& key, bool value) = 0;
+    /// As Set(const std::string&, bool), for this type.
     virtual void Set(const std::string& key, unsigned int value) = 0;
     virtual void Set(const std::string& key, unsigned long long value) = 0;
     virtual void Set(const std::string& key, int value) = 0;
@@ -121,49 +128,50 @@ public:
     virtual void Set(const std::string& key, const Json::Value& value) = 0;
     /// @}
 
-    /// Takes `key` out of the overlay and writes the file, so that the key is answered from the
-    /// defaults again. Tells whether the overlay held the key; if not, nothing is written. Does not
-    /// call the change callback.
+    /// Removes `key` from the overlay and writes the file, so that the key has its default again.
+    /// Returns true if the overlay contained the key; if not, nothing is written. Does not call the
+    /// change callback.
     ///
-    /// \throws CInvalidConfig the file cannot be written; memory no longer holds the override, so
-    /// repeating the call does nothing
+    /// \throws CInvalidConfig the file cannot be written; the key is no longer in the overlay in
+    /// memory, so repeating the call does nothing
     /// \throws std::system_error as `Get`; nothing has changed
     virtual bool Restore(const std::string& key) = 0;
 
-    /// Tells whether the overlay file was modified since the previous call, or since construction:
-    /// by this object or by anyone else. It reads and reloads nothing, never waits, and tells true
-    /// once for all modifications so far. Threads that ask at once share the notifications between
-    /// them, so let one thread ask. What ends the watch for good is told at `CFileStream`.
+    /// Returns true if anyone, this object included, modified the overlay file since the previous
+    /// call, or since construction. Reports any number of modifications once. Does not read the
+    /// file. Non-blocking. Threads that call it concurrently share the notifications: call it from
+    /// one thread. See `CFileStream` for what ends the watch permanently.
     ///
     /// \throws CInotifyHandlingError the notifications cannot be read
     virtual bool HasChanged() = 0;
 
-    /// Reads the overlay file again and answers from it. The defaults are not read again, and the
-    /// change callback is not called. Changes that only memory holds, after a failed write, are
-    /// lost.
+    /// Reads the overlay file again and replaces the overlay in memory. Does not read the defaults
+    /// again, and does not call the change callback. Changes that are only in memory, after a
+    /// failed write, are lost.
     ///
-    /// No file lock is taken: a reload that meets another process's write may find the file empty,
-    /// which reads as an overlay without keys and is no error; or cut short, which throws; or,
-    /// beside two writes in a row, begun by one and ended by the other, which may even parse.
-    /// Unless that writer dies there, a later `HasChanged` tells true.
+    /// Takes no file lock. During a write by another process, the file may be empty, which reads as
+    /// an overlay without keys and is not an error; or truncated, which throws; or, during two
+    /// consecutive writes, begun by one and ended by the other, which may even parse. Unless that
+    /// writer dies during the write, a later `HasChanged` returns true.
     ///
-    /// \warning A file that cannot be opened, be it for want of a free descriptor, also reads as
-    /// empty, and the next change then writes an overlay without the former keys.
+    /// \warning A file that cannot be opened, for example because the process is out of file
+    /// descriptors, also reads as empty. The next change then writes an overlay without the former
+    /// keys.
     ///
-    /// \throws CInvalidConfig the text does not parse; the overlay in memory stays as it was
-    /// \throws Json::Exception jsoncpp refuses the document; the overlay stays as it was
+    /// \throws CInvalidConfig the text does not parse; the overlay in memory is unchanged
+    /// \throws Json::Exception jsoncpp rejects the document; the overlay in memory is unchanged
     /// \throws std::system_error as `Get`
     virtual void Reload() = 0;
 
-    /// Empties the overlay and writes the file, also when the overlay is empty already, so that
-    /// every key is answered from the defaults again. Does not call the change callback.
+    /// Removes every key from the overlay and writes the file, even if the overlay is already
+    /// empty, so that all keys have their defaults again. Does not call the change callback.
     ///
     /// \throws CInvalidConfig the file cannot be written; the overlay in memory is empty
     /// \throws std::system_error as `Get`; nothing has changed
     virtual void Erase() = 0;
 
-    /// Gives the size of the overlay file on disk at this moment, in bytes, modulo 2^32. It says
-    /// nothing about what memory holds.
+    /// Returns the current size of the overlay file on disk, in bytes modulo 2^32. It is
+    /// independent of the overlay in memory.
     ///
     /// \throws CAccessDenied the file cannot be opened for reading
     virtual unsigned int GetOverlayedFileSize() = 0;

@@ -6,27 +6,28 @@
 
 #include <json/value.h>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/ifile_stream.h>
 #include <tamsel/types.h>
 
 /// \file
-/// Between JSON and C++: one value to one typed answer, and one document to one map of keys. The
-/// functions keep nothing between calls and may be called from any thread.
+/// Conversions between JSON and C++: of one value to one type, and between a document and a map of
+/// keys. The functions are stateless and thread-safe.
 
 namespace Tamsel::JsonUtil {
 
-/// Tells whether `value` is of `type`, by jsoncpp's own predicate (see `EDataType`). A `type`
-/// outside the enumeration is no type: false. Never throws.
+/// Returns true if `value` has the type `type`, by jsoncpp's own predicate (see `EDataType`).
+/// Returns false for a `type` outside the enumeration. Never throws.
 TAMSEL_API bool IsValueOfType(const Json::Value& value, EDataType type);
 
 /// Converts `value` to `T`, one of the nine types of `IReadOnlyConfig::Get`; any other does not
-/// compile. It converts exactly the values for which `IsValueOfType` tells true: no string becomes
-/// a number, no 2.5 an `int`. Narrowing to `float` never fails: a number out of range becomes an
-/// infinity. For `Json::Value` the result is a deep copy of whatever it is. `key` serves the
-/// message alone.
+/// compile. Accepts exactly the values for which `IsValueOfType` returns true: no string becomes a
+/// number, and no 2.5 an `int`. Narrowing to `float` never fails: a number out of range becomes an
+/// infinity. For `Json::Value`, returns a deep copy of any value. `key` is only used in the
+/// message.
 ///
-/// \throws CTypeError `value` is not of that type; never for `Json::Value`
+/// \throws CTypeError `value` does not have that type; never for `Json::Value`
 template <typename T>
 T GetValueAsType(const std::string& key, const Json::Value& value) = delete;
 
@@ -51,31 +52,34 @@ template <>
 TAMSEL_API Json::Value GetValueAsType(const std::string& key, const Json::Value& value);
 /// \endcond
 
-/// Reads a configuration file: the members of its top-level object, each value copied whole.
+/// Reads a configuration file and returns the members of its top-level object, each with a copy of
+/// its whole value. `stream` must not be null.
 ///
-/// A document that cannot be opened, has no bytes, or holds `null` is a configuration without keys.
-/// Parsing is jsoncpp's with its default settings: trailing commas are accepted, and comments in
-/// most places (not in an empty array, behind an array's trailing comma, or between a name and its
-/// colon); a member that occurs twice has its later value, and text behind the first value is
-/// ignored. White space alone does not parse. `stream` must not be empty.
+/// A document that cannot be opened, is empty, or contains `null` is a configuration without keys.
+/// White space alone does not parse. The parser is jsoncpp's with its default settings. It accepts
+/// trailing commas, and comments in most places (not in an empty array, after the trailing comma of
+/// an array, or between a name and its colon). A repeated member has its last value. Text after the
+/// first value is ignored.
 ///
-/// A C++ global locale with a decimal comma changes how jsoncpp reads numbers: 2.5 may fail to
-/// parse, lose its fraction, or, where the point separates thousands, 1.500 become 1500.
+/// \warning A C++ global locale with a decimal comma changes how jsoncpp reads numbers: 2.5 can
+/// fail to parse or lose its fraction, and where the point separates thousands, 1.500 can become
+/// 1500.
 ///
 /// \throws CInvalidConfig the text does not parse
 /// \throws Json::LogicError the top level is neither an object nor null
-/// \throws Json::RuntimeError values are nested deeper than 1000 levels, the top-level object and
-/// the innermost value included
+/// \throws Json::RuntimeError values are nested deeper than 1000 levels, including the top-level
+/// object and the innermost value
 TAMSEL_API TConfigMap ReadConfig(const std::shared_ptr<IInputFileStream>& stream);
 
-/// Writes a configuration file: one object in jsoncpp's styled layout, its members in ascending
-/// byte order; a configuration without keys as `null`. It replaces the whole document by one
-/// `Write`, and neither reads nor merges what is there. `stream` must not be empty.
+/// Writes a configuration file: one object in jsoncpp's styled layout with its members in ascending
+/// byte order, or `null` if there are no keys. Replaces the whole document by one `Write`; does not
+/// read or merge the existing one. `stream` must not be null.
 ///
-/// \warning Not every value can be read back, see `IConfig::Set`. A value's comments go with it, so
-/// a new value has none; those before and after the document are not in the map and so are lost.
+/// \warning Not every value can be read again, see `IConfig::Set`. A value's comments are part of
+/// it, so a new value has none. Comments before and after the document are not in the map and are
+/// lost.
 ///
-/// \throws CInvalidConfig the stream tells that the write failed
+/// \throws CInvalidConfig the stream's `Write` returned false
 TAMSEL_API void WriteConfig(const std::shared_ptr<IOutputFileStream>& stream,
                             const TConfigMap& configMap);
 

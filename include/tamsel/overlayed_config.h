@@ -8,6 +8,7 @@
 
 #include <json/value.h>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/iconfig.h>
 #include <tamsel/ifile_stream.h>
@@ -15,19 +16,19 @@
 
 namespace Tamsel {
 
-/// A configuration of two layers: defaults, read once and never written, and over them an overlay
-/// that holds the changes and is written at each of them. Its operations are those of `IConfig`.
+/// A configuration of two layers: defaults, which are read once and never written, and an overlay
+/// with the changes, which is written on each of them. See `IConfig` for its functions.
 ///
-/// One reader-writer lock guards both layers, so any threads may use one object at once. `Get` and
-/// `Exists` hold it shared; `GetAllConfigKeys`, `Set`, `Restore`, `Erase` and `Reload` hold it
-/// alone, file work and change callback included; `HasChanged` and `GetOverlayedFileSize` do not
-/// take it. The lock is not recursive, and glibc's prefers readers: threads that ask without rest
-/// can keep a change waiting without limit.
+/// Thread-safe: one reader-writer lock guards both layers. `Get` and `Exists` hold it shared;
+/// `GetAllConfigKeys`, `Set`, `Restore`, `Erase` and `Reload` hold it exclusively, including the
+/// file operations and the change callback; `HasChanged` and `GetOverlayedFileSize` do not take it.
+/// It is not recursive. glibc's lock prefers readers: continuous reading can block a change
+/// indefinitely.
 class TAMSEL_API COverlayedConfig : public IConfig {
 public:
-    /// Reads the defaults, then the overlay; writes nothing and calls nothing back. Keeps its share
-    /// of `overlayStream` for life, and none of `defaultsStream`; neither may be empty. An empty
-    /// `callback` is never called.
+    /// Reads the defaults, then the overlay. Writes nothing and does not call `callback`, which can
+    /// be empty. Shares ownership of `overlayStream` for its lifetime, and does not keep
+    /// `defaultsStream`. The pointers must not be null.
     ///
     /// \throws CInvalidConfig, Json::Exception as `JsonUtil::ReadConfig`, for the defaults first
     COverlayedConfig(const std::shared_ptr<IInputFileStream>& defaultsStream,
@@ -64,14 +65,14 @@ public:
 
 private:
     template <typename T>
-    T GetImpl(const std::string& key, const T& defaultValue) const;
+    TAMSEL_LOCAL T GetImpl(const std::string& key, const T& defaultValue) const;
 
     template <typename T>
-    void SetImpl(const std::string& key, const T& value);
+    TAMSEL_LOCAL void SetImpl(const std::string& key, const T& value);
 
-    const Json::Value* Find(const std::string& key) const;
-    void Change(const std::string& key, const Json::Value& newValue);
-    void WriteOverlay() const;
+    TAMSEL_LOCAL const Json::Value* Find(const std::string& key) const;
+    TAMSEL_LOCAL void Change(const std::string& key, const Json::Value& newValue);
+    TAMSEL_LOCAL void WriteOverlay() const;
 
     const std::shared_ptr<IFileStream> m_overlayStream;
     const TConfigMap m_defaults;

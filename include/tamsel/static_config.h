@@ -7,6 +7,7 @@
 
 #include <json/value.h>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/iconfig.h>
 #include <tamsel/ifile_stream.h>
@@ -14,15 +15,13 @@
 
 namespace Tamsel {
 
-/// A configuration from one document, read once.
+/// A configuration from one document, read once. See `IReadOnlyConfig` for its functions.
 ///
-/// It never changes after construction, takes no lock, and touches no file again: any threads may
-/// use it at once, and a later change of the file is not seen. Its operations are those of
-/// `IReadOnlyConfig`.
+/// Immutable after construction and therefore thread-safe without a lock. It does not access the
+/// file again, so later changes of the file have no effect.
 class TAMSEL_API CStaticConfig : public IReadOnlyConfig {
 public:
-    /// Reads the whole document through `stream`, which must not be empty, and keeps no share of
-    /// it.
+    /// Reads the whole document from `stream`, which must not be null, and does not keep it.
     ///
     /// \throws CInvalidConfig, Json::Exception as `JsonUtil::ReadConfig`
     explicit CStaticConfig(const std::shared_ptr<IInputFileStream>& stream);

@@ -9,12 +9,14 @@
 
 namespace Tamsel {
 
-const std::string DefaultRootPath = "/";
-const std::string DefaultSubDirectory = "config";
+// Initialised before ordinary static objects, also where the library is linked in statically: their
+// constructors may create configurations.
+__attribute__((init_priority(101))) const std::string DefaultRootPath = "/";
+__attribute__((init_priority(101))) const std::string DefaultSubDirectory = "config";
 
 std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& name,
                                                   const std::string& rootPath) {
-    // A place of its own: it does not follow DefaultSubDirectory.
+    // Always "config", independent of DefaultSubDirectory.
     const auto stream =
         std::make_shared<CInputFileStream>(rootPath + "etc/config/" + name + ".json");
     return std::make_shared<CStaticConfig>(stream);

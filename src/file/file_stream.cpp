@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint32_t ChangeMask = IN_MODIFY | IN_CREATE;
 
-// A file's events carry no name, so each is exactly the fixed part of the structure.
+// Events of a watched file have no name, so each consists of the fixed part of the structure only.
 static_assert(sizeof(inotify_event) == 16);
 
 void RequireReadable(const std::string& path) {
@@ -28,7 +28,7 @@ void CreateEmpty(const std::string& path) {
     if (!std::ofstream(path)) throw CAccessDenied("Failed to create file '" + path + "'.");
 }
 
-/// Makes sure that something can be read and watched at `path`, and gives the path back.
+/// Ensures that a readable file exists at `path`, and returns the path.
 const std::string& EnsureFile(const std::string& path) {
     if (Exists(path)) {
         RequireReadable(path);
@@ -44,7 +44,7 @@ int AddWatch(int inotify, const std::string& path) {
     return watch;
 }
 
-unsigned int MeasureFile(const std::string& path) {
+unsigned int SizeOrThrow(const std::string& path) {
     unsigned int size = 0;
     if (!GetSize(path, size)) throw CAccessDenied("Failed to access file '" + path + "'.");
     return size;
@@ -58,7 +58,7 @@ CInputFileStream::CInputFileStream(const std::string& path) : m_path(path) {
 
 std::string CInputFileStream::GetPath() const { return m_path; }
 
-unsigned int CInputFileStream::GetFileSize() const { return MeasureFile(m_path); }
+unsigned int CInputFileStream::GetFileSize() const { return SizeOrThrow(m_path); }
 
 bool CInputFileStream::Read(std::string& content) { return ReadFile(m_path, content); }
 
@@ -72,13 +72,13 @@ CFileStream::CFileStream(const std::string& path)
     : m_path(EnsureFile(path)), m_watch(AddWatch(m_inotify.Descriptor(), m_path)) {}
 
 CFileStream::~CFileStream() {
-    // Fails harmlessly when the kernel has dropped the watch together with the file.
+    // Fails harmlessly if the kernel has already removed the watch together with the file.
     (void)inotify_rm_watch(m_inotify.Descriptor(), m_watch);
 }
 
 std::string CFileStream::GetPath() const { return m_path; }
 
-unsigned int CFileStream::GetFileSize() const { return MeasureFile(m_path); }
+unsigned int CFileStream::GetFileSize() const { return SizeOrThrow(m_path); }
 
 bool CFileStream::Read(std::string& content) { return ReadFile(m_path, content); }
 

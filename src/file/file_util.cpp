@@ -13,40 +13,40 @@ namespace Tamsel {
 
 namespace {
 
-bool MayAccess(const std::string& path, int mode) { return access(path.c_str(), mode) == 0; }
+bool HasAccess(const std::string& path, int mode) { return access(path.c_str(), mode) == 0; }
 
-/// Owns a stdio stream; closes it.
-struct SCloseFile {
-    // Too late for an error to change the result: it is decided by what fwrite took.
+/// Closes a stdio stream.
+struct SFileCloser {
+    // The error is ignored: the result depends only on what fwrite accepted.
     void operator()(std::FILE* file) const { (void)std::fclose(file); }
 };
-using TFile = std::unique_ptr<std::FILE, SCloseFile>;
+using TFile = std::unique_ptr<std::FILE, SFileCloser>;
 
-/// Owns the exclusive lock on an open file, once it has it.
+/// Holds an exclusive `flock` on an open file, if it could be acquired.
 class CExclusiveLock {
 public:
     explicit CExclusiveLock(int descriptor)
-        : m_descriptor(descriptor), m_isHeld(flock(descriptor, LOCK_EX) == 0) {}
+        : m_descriptor(descriptor), m_ownsLock(flock(descriptor, LOCK_EX) == 0) {}
     ~CExclusiveLock() {
-        if (m_isHeld) (void)flock(m_descriptor, LOCK_UN);
+        if (m_ownsLock) (void)flock(m_descriptor, LOCK_UN);
     }
     CExclusiveLock(const CExclusiveLock&) = delete;
     CExclusiveLock& operator=(const CExclusiveLock&) = delete;
 
-    bool IsHeld() const { return m_isHeld; }
+    bool OwnsLock() const { return m_ownsLock; }
 
 private:
     const int m_descriptor;
-    const bool m_isHeld;
+    const bool m_ownsLock;
 };
 
 }  // namespace
 
-bool Exists(const std::string& path) { return MayAccess(path, F_OK); }
+bool Exists(const std::string& path) { return HasAccess(path, F_OK); }
 
-bool IsReadable(const std::string& path) { return MayAccess(path, R_OK); }
+bool IsReadable(const std::string& path) { return HasAccess(path, R_OK); }
 
-bool IsReadWritable(const std::string& path) { return MayAccess(path, R_OK | W_OK); }
+bool IsReadWritable(const std::string& path) { return HasAccess(path, R_OK | W_OK); }
 
 bool ReadFile(const std::string& path, std::string& content) {
     content.clear();
@@ -60,13 +60,14 @@ bool ReadFile(const std::string& path, std::string& content) {
 
 bool WriteFile(const std::string& path, const std::string& content) {
     // "a" creates a missing file and, unlike "w", leaves the old content until the lock is ours.
-    const TFile file(std::fopen(path.c_str(), "a"));
+    // "e" keeps the lock from a program that another thread starts meanwhile.
+    const TFile file(std::fopen(path.c_str(), "ae"));
     if (!file) return false;
     const int descriptor = fileno(file.get());
     const CExclusiveLock lock(descriptor);
-    if (!lock.IsHeld() || ftruncate(descriptor, 0) != 0) return false;
+    if (!lock.OwnsLock() || ftruncate(descriptor, 0) != 0) return false;
     const std::size_t written = std::fwrite(content.data(), 1, content.size(), file.get());
-    // The result tells what fwrite took and no more; the header says what that means to a caller.
+    // Errors are ignored: the result reports what fwrite accepted, and the header says so.
     (void)std::fflush(file.get());
     (void)fsync(descriptor);
     return written == content.size();

@@ -15,7 +15,7 @@ namespace {
 
 using TValue = Json::Value;
 
-/// How jsoncpp tells and converts one type, and what error messages call it.
+/// A row of the type table: jsoncpp's predicate and conversion, and the name in error messages.
 template <bool (TValue::*IsOfType)() const, auto AsType>
 struct STypeRow {
     const char* name;
@@ -24,7 +24,7 @@ struct STypeRow {
     static auto Convert(const TValue& value) { return (value.*AsType)(); }
 };
 
-// The type table: the one place that says which JSON values count as which C++ type.
+// The type table, the only place that defines which JSON values have which C++ type.
 template <typename T>
 constexpr auto Row = nullptr;
 template <>
@@ -49,16 +49,16 @@ constexpr auto Row<std::string> = STypeRow<&TValue::isString, &TValue::asString>
 }
 
 template <typename T>
-T Checked(const std::string& key, const TValue& value) {
+T ConvertOrThrow(const std::string& key, const TValue& value) {
     if (!Row<T>.Accepts(value)) ThrowTypeError(key, Row<T>.name);
     return static_cast<T>(Row<T>.Convert(value));
 }
 
 TConfigMap ToMap(const TValue& root) {
-    // Gives no names for null and throws for anything else that has none.
+    // Returns no names for null, and throws for anything else that is not an object.
     if (!root.isObject()) (void)root.getMemberNames();
     TConfigMap map;
-    // jsoncpp keeps an object's members in the map's own order, so each belongs at the end.
+    // jsoncpp sorts the members in the same order as the map, so each is inserted at the end.
     for (auto member = root.begin(); member != root.end(); ++member) {
         map.emplace_hint(map.end(), member.name(), *member);
     }
@@ -84,42 +84,42 @@ bool IsValueOfType(const TValue& value, EDataType type) {
 
 template <>
 bool GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<bool>(key, value);
+    return ConvertOrThrow<bool>(key, value);
 }
 
 template <>
 unsigned int GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<unsigned int>(key, value);
+    return ConvertOrThrow<unsigned int>(key, value);
 }
 
 template <>
 unsigned long long GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<unsigned long long>(key, value);
+    return ConvertOrThrow<unsigned long long>(key, value);
 }
 
 template <>
 int GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<int>(key, value);
+    return ConvertOrThrow<int>(key, value);
 }
 
 template <>
 long long GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<long long>(key, value);
+    return ConvertOrThrow<long long>(key, value);
 }
 
 template <>
 float GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<float>(key, value);
+    return ConvertOrThrow<float>(key, value);
 }
 
 template <>
 double GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<double>(key, value);
+    return ConvertOrThrow<double>(key, value);
 }
 
 template <>
 std::string GetValueAsType(const std::string& key, const TValue& value) {
-    return Checked<std::string>(key, value);
+    return ConvertOrThrow<std::string>(key, value);
 }
 
 template <>
@@ -141,10 +141,10 @@ TConfigMap ReadConfig(const std::shared_ptr<IInputFileStream>& stream) {
 }
 
 void WriteConfig(const std::shared_ptr<IOutputFileStream>& stream, const TConfigMap& configMap) {
-    TValue root;  // stays null, and is written so, when there are no keys
+    TValue root;  // remains null, and is written as null, if there are no keys
     for (const auto& [key, value] : configMap) root[key] = value;
     std::stringstream text;
-    text.exceptions(std::ios::badbit);  // or want of memory would cut the text short in silence
+    text.exceptions(std::ios::badbit);  // or running out of memory would silently truncate the text
     text << root;
     if (!stream->Write(text.str())) {
         throw CInvalidConfig("Failed to write config file '" + stream->GetPath() + "'");

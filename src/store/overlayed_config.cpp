@@ -15,7 +15,7 @@ Json::Value ToJson(const T& value) {
     return Json::Value(value);
 }
 
-// jsoncpp's own 64-bit types are `long` where `long` has 64 bits, and would leave these ambiguous.
+// jsoncpp's 64-bit types are `long` where that has 64 bits, so plain conversion would be ambiguous.
 Json::Value ToJson(unsigned long long value) { return Json::Value(Json::UInt64{value}); }
 Json::Value ToJson(long long value) { return Json::Value(Json::Int64{value}); }
 
@@ -38,8 +38,8 @@ const Json::Value* COverlayedConfig::Find(const std::string& key) const {
 template <typename T>
 T COverlayedConfig::GetImpl(const std::string& key, const T& defaultValue) const {
     const std::shared_lock lock(m_mutex);
-    const Json::Value* const held = Find(key);
-    return held != nullptr ? JsonUtil::GetValueAsType<T>(key, *held) : defaultValue;
+    const Json::Value* const stored = Find(key);
+    return stored != nullptr ? JsonUtil::GetValueAsType<T>(key, *stored) : defaultValue;
 }
 
 bool COverlayedConfig::Get(const std::string& key, bool defaultValue) const {
@@ -81,8 +81,8 @@ Json::Value COverlayedConfig::Get(const std::string& key, const Json::Value& def
 
 bool COverlayedConfig::Exists(const std::string& key, EDataType type) const {
     const std::shared_lock lock(m_mutex);
-    const Json::Value* const held = Find(key);
-    return held != nullptr && JsonUtil::IsValueOfType(*held, type);
+    const Json::Value* const stored = Find(key);
+    return stored != nullptr && JsonUtil::IsValueOfType(*stored, type);
 }
 
 std::unordered_set<std::string> COverlayedConfig::GetAllConfigKeys() const {
@@ -95,11 +95,11 @@ std::unordered_set<std::string> COverlayedConfig::GetAllConfigKeys() const {
 
 void COverlayedConfig::WriteOverlay() const { JsonUtil::WriteConfig(m_overlayStream, m_overlay); }
 
-/// Changes memory, tells the callback, writes the file, in this order: a failure of one leaves what
-/// was done before it.
+/// Changes memory, calls the callback, then writes the file. If a step fails, the effects of the
+/// previous ones remain.
 void COverlayedConfig::Change(const std::string& key, const Json::Value& newValue) {
-    const auto byDefault = m_defaults.find(key);
-    const bool isDefault = byDefault != m_defaults.end() && byDefault->second == newValue;
+    const auto defaultEntry = m_defaults.find(key);
+    const bool isDefault = defaultEntry != m_defaults.end() && defaultEntry->second == newValue;
     if (isDefault && m_overlay.count(key) == 0) return;
 
     const auto [entry, isNew] = m_overlay.try_emplace(key, newValue);
@@ -152,7 +152,7 @@ bool COverlayedConfig::HasChanged() { return m_overlayStream->HasChanged(); }
 
 void COverlayedConfig::Reload() {
     const std::unique_lock lock(m_mutex);
-    // A failed read throws before the assignment, and the overlay stays as it was.
+    // A failed read throws before the assignment, which leaves the overlay unchanged.
     m_overlay = JsonUtil::ReadConfig(m_overlayStream);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "witness.h"
+#include "interposer.h"
 
 #include <sys/file.h>
 #include <sys/syscall.h>
@@ -14,9 +14,9 @@ unsigned int lockedSyncs = 0;
 
 }  // namespace
 
-unsigned int Witness::LockedSyncs() { return lockedSyncs; }
+unsigned int Interposer::LockedSyncs() { return lockedSyncs; }
 
-// The program's own definitions come before those of the C library.
+// The program's definitions take precedence over those of the C library.
 extern "C" {
 
 __attribute__((visibility("default"))) int flock(int descriptor, int operation) noexcept {
@@ -33,7 +33,7 @@ __attribute__((visibility("default"))) int flock(int descriptor, int operation) 
 
 __attribute__((visibility("default"))) int fsync(int descriptor) {
     const auto result = static_cast<int>(syscall(SYS_fsync, descriptor));
-    // A file that is still empty was synchronised before its text was there.
+    // An empty file was synchronised before its content was written.
     const bool hasText = lseek(descriptor, 0, SEEK_END) > 0;
     if (descriptor == locked && result == 0 && hasText) isSynced = true;
     return result;

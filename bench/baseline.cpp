@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "floor.h"
+#include "baseline.h"
 
 #include <sys/file.h>
 #include <sys/inotify.h>
@@ -13,7 +13,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
-namespace Floor {
+namespace Baseline {
 
 namespace {
 
@@ -49,8 +49,8 @@ const Json::Value* Find(const TMap& map, const std::string& key) {
 }
 
 const Json::Value* Find(const SLayers& layers, const std::string& key) {
-    const Json::Value* const held = Find(layers.overlay, key);
-    return held != nullptr ? held : Find(layers.defaults, key);
+    const Json::Value* const stored = Find(layers.overlay, key);
+    return stored != nullptr ? stored : Find(layers.defaults, key);
 }
 
 }  // namespace
@@ -60,32 +60,33 @@ double Get(const TStore& store, const TKeys& keys, const T& missing) {
     double sum = 0;
     for (const std::string* const key : keys) {
         [[maybe_unused]] const auto lock = Lock(store);
-        const Json::Value* const held = Find(store, *key);
-        sum += held != nullptr ? Weigh(Convert<T>(*held)) : Weigh(missing);
+        const Json::Value* const stored = Find(store, *key);
+        sum += stored != nullptr ? Checksum(Convert<T>(*stored)) : Checksum(missing);
     }
     return sum;
 }
 
-template FLOOR_API double Get(const TMap& store, const TKeys& keys, const int& missing);
-template FLOOR_API double Get(const TMap& store, const TKeys& keys, const double& missing);
-template FLOOR_API double Get(const TMap& store, const TKeys& keys, const std::string& missing);
-template FLOOR_API double Get(const SLayers& store, const TKeys& keys, const int& missing);
-template FLOOR_API double Get(const SLayers& store, const TKeys& keys, const double& missing);
-template FLOOR_API double Get(const SLayers& store, const TKeys& keys, const std::string& missing);
+template BASELINE_API double Get(const TMap& store, const TKeys& keys, const int& missing);
+template BASELINE_API double Get(const TMap& store, const TKeys& keys, const double& missing);
+template BASELINE_API double Get(const TMap& store, const TKeys& keys, const std::string& missing);
+template BASELINE_API double Get(const SLayers& store, const TKeys& keys, const int& missing);
+template BASELINE_API double Get(const SLayers& store, const TKeys& keys, const double& missing);
+template BASELINE_API double Get(const SLayers& store, const TKeys& keys,
+                                 const std::string& missing);
 
 template <typename TStore>
 double Exists(const TStore& store, const TKeys& keys) {
     int count = 0;
     for (const std::string* const key : keys) {
         [[maybe_unused]] const auto lock = Lock(store);
-        const Json::Value* const held = Find(store, *key);
-        if (held != nullptr && held->isInt()) ++count;
+        const Json::Value* const stored = Find(store, *key);
+        if (stored != nullptr && stored->isInt()) ++count;
     }
     return count;
 }
 
-template FLOOR_API double Exists(const TMap& store, const TKeys& keys);
-template FLOOR_API double Exists(const SLayers& store, const TKeys& keys);
+template BASELINE_API double Exists(const TMap& store, const TKeys& keys);
+template BASELINE_API double Exists(const SLayers& store, const TKeys& keys);
 
 std::unordered_set<std::string> GetAllConfigKeys(const TMap& map) {
     std::unordered_set<std::string> keys;
@@ -143,4 +144,4 @@ bool CWatch::HasChanged() const {
     return read(m_descriptor, &event, sizeof event) > 0;
 }
 
-}  // namespace Floor
+}  // namespace Baseline
