@@ -183,7 +183,7 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
 TEST_F(SafeConfigTest, IsForAnyThreads) {
     const auto config = Open();
     const auto work = [&](const std::string& name) {
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < 10; ++i) {
             config->Transact([](IConfig& c) { Increment(c, "sum"); });
             config->Set(name, i), config->Reload();
             EXPECT_EQ(config->Get(name, -1), i);
@@ -192,7 +192,7 @@ TEST_F(SafeConfigTest, IsForAnyThreads) {
     std::thread other(work, "x");
     work("y");
     other.join();
-    EXPECT_EQ(State(), Parse(R"({"sum":40,"x":19,"y":19})"));
+    EXPECT_EQ(State(), Parse(R"({"sum":20,"x":9,"y":9})"));
 }
 
 const struct {
