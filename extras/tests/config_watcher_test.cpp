@@ -44,7 +44,7 @@ const struct {
 } Steps[] = {
     {__LINE__, [] { PutText(Overlay, R"({"a":1})"); }, R"({"a":1,"d":1})"},
     {__LINE__, [] { Open()->Set("d", 2); }, R"({"a":1,"d":2})"},
-    {__LINE__, [] { Create()->Set("b", 3); }, R"({"a":1,"b":3,"d":2})"},
+    {__LINE__, [] { Tamsel::Create("unit", "")->Set("b", 3); }, R"({"a":1,"b":3,"d":2})"},
     {__LINE__, [] { PutText(Overlay, "[1]"); }, R"({"a":1,"b":3,"d":2})", true},
     {__LINE__, [] { Replace(R"({"a":2})"); }, R"({"a":2,"d":1})"},
     {__LINE__, [] { Replace(std::string(2000, '[')); }, R"({"a":2,"d":1})", true},
@@ -73,7 +73,7 @@ protected:
 
     const std::shared_ptr<Tamsel::Extras::CSafeConfig> m_safe =
         (PutText("etc/config/unit.json", R"({"d":1})"), Open());
-    const std::shared_ptr<Tamsel::IConfig> m_bare = Create();
+    const std::shared_ptr<Tamsel::IConfig> m_bare = Tamsel::Create("unit", "");
     CConfigWatcher m_watchers[3] = {CConfigWatcher(m_safe),
                                     CConfigWatcher("unit", "", "config", m_bare),
                                     CConfigWatcher("unit", "")};

@@ -18,7 +18,7 @@ constexpr auto EnumNames(EMode) {
 /// second time is no change. Then the file has a wrong one.
 template <typename T>
 void ExpectStored(const std::vector<T>& values, const char* wrong, const std::string& expected) {
-    const CHooked fast;
+    const CHook fast;
     const TKey<T> key("key");
     int changes = 0;
     const auto config = Tamsel::Extras::Open("unit", "", [&](auto&, auto&) { ++changes; });
