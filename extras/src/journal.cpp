@@ -101,12 +101,16 @@ bool IsBetween(const SChange& change, const std::string& text) {
     return true;
 }
 
-/// Returns the text that counts when a document holds `text`. The old one may have been put there
-/// again by somebody else, after all of the change.
+/// Tells whether the change got as far as the document and no further. The old text may have been
+/// put there again by somebody else, and any other that parses must have been.
+bool IsInside(const SChange& change, const std::string& text) {
+    return text != change.oldText && (IsBetween(change, text) || !IsWhole(text));
+}
+
+/// Returns the text that counts when a document holds `text`.
 std::string Settled(const std::string& journal, const std::string& text) {
     const std::optional<SChange> change = Decode(journal);
-    if (!change || text == change->oldText) return text;
-    return IsBetween(*change, text) || !IsWhole(text) ? change->newText : text;
+    return change && IsInside(*change, text) ? change->newText : text;
 }
 
 void SynchronizeFolder(const std::string& path) {
@@ -267,9 +271,10 @@ void CDocumentChange::Commit(const std::string& text, TEntries& synchronized) {
     }
 }
 
-/// Puts the old text back, by a change of its own where the journal may be empty already.
+/// Puts the old text back, by a change of its own where the journal may be empty already. What
+/// somebody wrote without a lock meanwhile stays.
 void CDocumentChange::Undo(const std::string& text) const try {
-    if (m_document.Read() != m_text) {
+    if (IsInside({text, m_text}, m_document.Read())) {
         if (m_journal.Read().empty()) m_journal.Write(Encode({m_text, text}));
         m_document.Write(m_text);
     }

@@ -23,23 +23,15 @@ struct SChange {
     friend void PrintTo(const SChange& row, std::ostream* out) { *out << "line " << row.line; }
 };
 
-/// After a change, somebody else removes the overlay and creates it again, often as the same inode.
-void Remake(CSafeConfig& config) {
+/// After a change, somebody else removes the overlay and creates it again, often as the
+/// same inode and, for `isAtOnce`, within a tick of the file system's clock.
+void Remake(CSafeConfig& config, bool isAtOnce) {
+    if (!isAtOnce) std::filesystem::last_write_time("data/config", {});
+    const auto time = std::filesystem::last_write_time("data/config");
     config.Set("b", 2);
     std::filesystem::remove(Overlay);
     PutText(Overlay, "");
-}
-
-/// The same within a tick of the file system's clock.
-void RemakeAtOnce(CSafeConfig& config) {
-    const auto time = std::filesystem::last_write_time("data/config");
-    Remake(config);
-    std::filesystem::last_write_time("data/config", time);
-}
-
-void RemakeLater(CSafeConfig& config) {
-    std::filesystem::last_write_time("data/config", {});
-    Remake(config);
+    if (isAtOnce) std::filesystem::last_write_time("data/config", time);
 }
 
 const std::string Long = R"({"a":")" + std::string(300, 'x') + "\"}";
@@ -56,8 +48,10 @@ const SChange Changes[] = {
      [](auto&) { PutText(Overlay, R"({"a":1,"b":2})"); }},
     {__LINE__, "{}", [](auto& c) { c.Set("a", 3); }, R"({"a":3})",
      [](auto&) { PutText(Overlay, R"({"a)"); }},
-    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3})", RemakeAtOnce},
-    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3})", RemakeLater},
+    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3})",
+     [](auto& c) { Remake(c, true); }},
+    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3})",
+     [](auto& c) { Remake(c, false); }},
 };
 
 /// What storage may have of a file.

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <map>
 #include <random>
-#include <thread>
 
 #include "support/extras_support.h"
 
@@ -76,19 +75,30 @@ void SetBare(int value) {
     Tamsel::Create("unit", "")->Set("a", value);
 }
 
+/// Somebody who takes no lock writes while a change waits for the disk.
+void PutDuring(CSafeConfig& config) {
+    int left = InOverlay;
+    const CHook hook([&](const SCall& call) {
+        if (call.name == "fdatasync" && --left == 0) Put(R"({"a":9})");
+        return CHook::Fast(call);
+    });
+    EXPECT_THROW(config.Set("a", 2), Tamsel::CInvalidConfig);
+}
+
 const struct {
     int line;
     std::function<void(CSafeConfig&)> work;
     const char* state;
 } Successes[] = {
     {__LINE__, [](auto&) { Put(""); }, "{}"},
-    {__LINE__, [](auto&) { Remove(); }, "{}"},
     {__LINE__, [](auto&) { Kill(InOverlay); }, R"({"a":2})"},
     {__LINE__, [](auto&) { Kill(InJournal), Put(R"({"a":3})"); }, R"({"a":3})"},
     {__LINE__, [](auto&) { Kill(InOverlay), Put(R"({"a":3})"); }, R"({"a":3})"},
+    {__LINE__, [](auto&) { Kill(InOverlay), Put("["); }, R"({"a":2})"},
     {__LINE__, [](auto&) { Kill(InOverlay), Remove(); }, "{}"},
     {__LINE__, [](auto&) { Kill(InOverlay), SetBare(1); }, R"({"a":1})"},
     {__LINE__, [](auto&) { Kill(InJournal), SetBare(7); }, R"({"a":7})"},
+    {__LINE__, [](auto& c) { PutDuring(c); }, R"({"a":9})"},
     {__LINE__, [](auto& c) { Put(""), c.Set("b", 2); }, R"({"b":2})"},
     {__LINE__, [](auto& c) { Remove(), c.Set("b", 2); }, R"({"b":2})"},
     {__LINE__, [](auto& c) { Put(R"({"a)"), c.Set("b", 2); }, R"({"a":1,"b":2})"},
@@ -101,9 +111,9 @@ const struct {
 TEST_F(SafeConfigTest, TheLastSuccessCounts) {
     const CHook fast;
     for (const auto& row : Successes) {
-        std::filesystem::remove(Journal);
-        Put(R"({"a":1})");
-        row.work(*Open());
+        const auto config = Open();
+        config->Erase(), config->Set("a", 1);
+        row.work(*config);
         EXPECT_EQ(Answers(*Open()), Parse(row.state)) << "line " << row.line;
         EXPECT_EQ(State(), Parse(row.state)) << "line " << row.line;
     }
@@ -123,12 +133,11 @@ TEST_F(SafeConfigTest, RejectsWhatCannotBeReadAgain) {
     const auto nested = [](std::size_t levels) {
         return Parse(std::string(levels, '[') + std::string(levels, ']'));
     };
-    Json::Value object;
-    object["\x80"] = 1;
-    std::vector<Json::Value> values{HUGE_VAL, NAN, object, nested(999)};
+    std::vector<Json::Value> values{HUGE_VAL, NAN, nested(999)};
     for (const char* const text : {"\xed\xa0\x80", "\xc3", "\xc3(", "\xc0\xaf", "\xe0\x80\xaf",
                                    "\xf0\x80\x80\xaf", "\xf4\x90\x80\x80"}) {
         values.emplace_back(text);
+        values.emplace_back()[text] = 1;
         const auto set = [&](IConfig& c) { c.Set("b", 1), c.Set(text, 1); };
         ExpectThrows(*config, "std::invalid_argument", [&] { config->Transact(set); });
     }
@@ -170,40 +179,23 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     EXPECT_EQ(Answers(*config), State());
 }
 
-TEST_F(SafeConfigTest, IsForAnyThreads) {
-    const auto config = Open();
-    const auto work = [&](const std::string& name) {
-        for (int i = 0; i < 10; ++i) {
-            config->Transact([](IConfig& c) { Increment(c, "sum"); });
-            config->Set(name, i), config->Reload();
-            EXPECT_EQ(config->Get(name, -1), i);
-        }
-    };
-    std::thread other(work, "x");
-    work("y"), other.join();
-    EXPECT_EQ(State(), Parse(R"({"sum":20,"x":9,"y":9})"));
-}
-
-const struct {
-    int line;
-    mode_t overlay;
-    bool isInOtherGroup;
-    mode_t journal, expected;  // before and after
-} Modes[] = {
-    {__LINE__, 0600, false, 0666, 0600}, {__LINE__, 0640, false, 0600, 0640},
-    {__LINE__, 0664, true, 0600, 0644},  {__LINE__, 0660, true, 0666, 0600},
-    {__LINE__, 0600, false, 0, 0600},
-};
-
 TEST_F(SafeConfigTest, JournalIsNoMoreAccessible) {
     const CHook fast;
+    const bool isRoot = geteuid() == 0;
+    const struct {
+        int line;
+        gid_t group;
+        mode_t overlay, journal, expected;
+    } rows[] = {{__LINE__, getegid(), 0600, 0666, 0600},
+                {__LINE__, getegid(), 0640, 0600, 0640},
+                {__LINE__, getegid(), 0600, 0, 0600},
+                {__LINE__, 1234, 0664, 0600, 0644},
+                {__LINE__, 1234, 0660, 0666, 0600}};
     umask(0);
-    for (const auto& row : Modes) {
-        if (row.isInOtherGroup && geteuid() != 0) continue;
+    for (const auto& row : rows) {
         Remove(), std::filesystem::remove(Journal);
         Put("");
-        const gid_t group = row.isInOtherGroup ? 1234 : getegid();
-        EXPECT_EQ(chown(Overlay.c_str(), geteuid() == 0 ? Nobody : geteuid(), group), 0);
+        if (chown(Overlay.c_str(), isRoot ? Nobody : geteuid(), row.group) != 0) continue;
         chmod(Overlay.c_str(), row.overlay);
         const CAsUser user(Nobody, Nobody);
         if (row.journal != 0) PutText(Journal, ""), chmod(Journal.c_str(), row.journal);
@@ -226,11 +218,11 @@ TEST_F(SafeConfigTest, ServesReadersAndTheOwnerOfTheFolder) {
     chmod("data/config", 0777);
     Open()->Set("a", 2);
     chmod(Overlay.c_str(), 0444), chmod(Journal.c_str(), 0444);
-    const auto read = [] {
-        const auto config = Open();
-        ExpectThrows(*config, "Tamsel::CInvalidConfig", [&] { config->Set("a", 3); });
+    const auto change = [] {
+        const auto reader = Open();
+        ExpectThrows(*reader, "Tamsel::CInvalidConfig", [&] { reader->Set("a", 3); });
     };
-    EXPECT_EQ(asNobody(read), "");
+    EXPECT_EQ(asNobody(change), "");
     Remove(), std::filesystem::remove(Journal);
     EXPECT_EQ(chown("data/config", geteuid() == 0 ? Nobody : geteuid(), getegid()), 0);
     Open()->Set("a", 1);
