@@ -153,7 +153,7 @@ protected:
     void Restart(const TRemains& remains, const TStates& whole, int crashes) {
         if (!m_seen.emplace(remains, whole).second) return;
         TDisk disk;
-        for (const std::size_t i : {0, 1}) {
+        for (std::size_t i = 0; i < 2; ++i) {
             disk[i] = {remains[i], remains[i].value_or("")};
             std::filesystem::remove(i == 0 ? Overlay : Journal);
             if (remains[i]) PutText(i == 0 ? Overlay : Journal, *remains[i]);
