@@ -173,15 +173,15 @@ void CreateEmpty(const std::string& path) {
     }
 }
 
-/// Returns the path of the journal, which then exists. A document that is missing beside an
-/// existing journal stays missing: that tells what to do with what the journal holds.
+/// Returns the path of the journal, which then exists, for its creator alone at first. A document
+/// that is missing beside an existing journal stays missing: that tells what to do with what the
+/// journal holds.
 std::string EnsureJournal(const std::string& path) {
     const std::string journal = JournalOf(path);
     if (!IsMissing(journal)) return journal;
     if (IsMissing(path)) CreateEmpty(path);
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
     const CDescriptor file(Checked(journal, [&] { return open(journal.c_str(), flags, 0600); }));
-    MatchAccess(file.Get(), path);
     return journal;
 }
 
@@ -213,7 +213,7 @@ void OpenDocument(const std::string& path, TLimit limit) {
     const std::string journal = EnsureJournal(path);
     try {
         const CFileLock lock(journal, CFileLock::EMode::Exclusive, limit);
-        // Whoever created the journal may have been killed before it had its permissions.
+        // Also if whoever created the journal was killed before this.
         MatchAccess(lock.Descriptor(), EnsureDocument(lock, path, limit));
     } catch (const std::system_error& error) {
         // Without permission, or on a full disk, it can still be read as if it were completed.

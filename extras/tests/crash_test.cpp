@@ -26,8 +26,8 @@ struct SChange {
 /// After a change, somebody else removes the overlay and creates it again, often as the
 /// same inode and, for `isAtOnce`, within a tick of the file system's clock.
 void Remake(CSafeConfig& config, bool isAtOnce) {
-    if (!isAtOnce) std::filesystem::last_write_time("data/config", {});
-    const auto time = std::filesystem::last_write_time("data/config");
+    auto time = std::filesystem::last_write_time("data/config");
+    if (!isAtOnce) std::filesystem::last_write_time("data/config", time - std::chrono::hours(1));
     config.Set("b", 2);
     std::filesystem::remove(Overlay);
     PutText(Overlay, "");
@@ -59,9 +59,13 @@ struct SFile {
     std::optional<std::string> text;
     std::string synchronized;
     bool isEntrySynchronized = true;
+
+    bool operator<(const SFile& other) const {
+        return std::tie(text, synchronized, isEntrySynchronized) <
+               std::tie(other.text, other.synchronized, other.isEntrySynchronized);
+    }
 };
 using TDisk = std::array<SFile, 2>;  // the overlay and its journal
-using TRemains = std::array<std::optional<std::string>, 2>;
 
 void Apply(TDisk& disk, const SCall& call) {
     SFile& file = disk[call.path.find(".journal") == std::string::npos ? 0 : 1];
@@ -84,7 +88,7 @@ std::set<std::optional<std::string>> RemainsOf(const SFile& file) {
     for (const auto& [text, other] :
          {std::pair(*file.text, file.synchronized), std::pair(file.synchronized, *file.text)}) {
         for (std::size_t lost = 0; lost <= text.size();
-             lost += lost == 0 ? 1 : text.size() / 8 + 1) {
+             lost += lost == 0 ? 1 : text.size() / 6 + 1) {
             const std::string part = text.substr(0, text.size() - lost);
             remains.insert({part, part + other.substr(std::min(part.size(), other.size())),
                             part + std::string(lost, '\0')});
@@ -117,6 +121,7 @@ protected:
         const Json::Value after = Parse(GetParam().after);
         const Json::Value answers = m_config ? Answers(*m_config) : Json::Value();
         const int descriptors = CountDescriptors();
+        m_isOurs = m_disk[0].text.value_or("") == m_disk[0].synchronized;
         m_calls.clear();
         m_nth = nth, m_error = error, m_isLasting = isLasting;
         const std::string thrown =
@@ -136,34 +141,33 @@ protected:
     /// `done` will do.
     void CrashEverywhere(TDisk disk, const std::vector<SCall> calls, const TStates& whole,
                          const TStates& done, int crashes) {
-        // What others had not synchronized before the change is theirs to lose.
-        bool isOurs = disk[0].text.value_or("") == disk[0].synchronized;
         for (std::size_t i = 0; i <= calls.size() && !HasFailure(); ++i) {
-            isOurs = isOurs || (i < calls.size() && calls[i].name == "pwrite");
+            m_isOurs = m_isOurs || (i < calls.size() && calls[i].name == "pwrite");
+            const TStates& expected = i == calls.size() ? done : whole;
+            if (m_isOurs) Restart(disk, expected, crashes - 1);  // after a kill
             for (const auto& overlay : RemainsOf(disk[0])) {
                 for (const auto& journal : RemainsOf(disk[1])) {
-                    const TStates& expected = i == calls.size() ? done : whole;
-                    if (isOurs) Restart({overlay, journal}, expected, crashes - 1);
+                    const TDisk remains{SFile{overlay, overlay.value_or("")},
+                                        SFile{journal, journal.value_or("")}};
+                    if (m_isOurs) Restart(remains, expected, crashes - 1);
                 }
             }
             if (i < calls.size()) Apply(disk, calls[i]);
         }
     }
 
-    void Restart(const TRemains& remains, const TStates& whole, int crashes) {
-        if (!m_seen.emplace(remains, whole).second) return;
-        TDisk disk;
+    void Restart(const TDisk& disk, const TStates& whole, int crashes) {
+        if (!m_seen.emplace(disk, whole, crashes).second) return;
         for (std::size_t i = 0; i < 2; ++i) {
-            disk[i] = {remains[i], remains[i].value_or("")};
             std::filesystem::remove(i == 0 ? Overlay : Journal);
-            if (remains[i]) PutText(i == 0 ? Overlay : Journal, *remains[i]);
+            if (disk[i].text) PutText(i == 0 ? Overlay : Journal, *disk[i].text);
         }
         m_calls.clear();
-        Thrown([&] {
-            m_seen.size() % 2 == 0 ? (void)Tamsel::Extras::Recover(Overlay) : (void)Open();
-        });
+        const bool isForBare = m_seen.size() % 2 == 0;
+        Thrown([&] { isForBare ? (void)Tamsel::Extras::Recover(Overlay) : (void)Open(); });
         const Json::Value now = State();
-        EXPECT_EQ(whole.count(now), 1) << now << testing::PrintToString(remains);
+        EXPECT_EQ(whole.count(now), 1)
+            << now << testing::PrintToString(disk[0].text) << testing::PrintToString(disk[1].text);
         EXPECT_FALSE(Tamsel::Extras::IsInterrupted(Overlay));
         if (crashes > 0) CrashEverywhere(disk, m_calls, whole, {now}, crashes);
     }
@@ -183,10 +187,11 @@ protected:
     const CHook m_hook{[this](const SCall& call) { return Answer(call); }};
     int m_nth = INT_MAX, m_error = 0;
     bool m_isLasting = false;
+    bool m_isOurs = false;  // what others had not synchronized before is theirs to lose
     std::vector<SCall> m_calls;
     std::shared_ptr<CSafeConfig> m_config;
     TDisk m_disk;
-    std::set<std::pair<TRemains, TStates>> m_seen;
+    std::set<std::tuple<TDisk, TStates, int>> m_seen;
 };
 
 TEST_P(CCrashTest, PowerCutLeavesOldOrNew) {

@@ -162,6 +162,10 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     for (const std::string& path : {Journal, Overlay}) {
         const Tamsel::Extras::CFileLock lock(path, Tamsel::Extras::CFileLock::EMode::Shared);
         ExpectThrows(*config, "std::system_error", [&] { config->Erase(); });
+        const auto open = [&] {
+            Tamsel::Extras::Open("unit", "", tell, std::chrono::milliseconds(0));
+        };
+        EXPECT_EQ(Thrown(open).empty(), path == Overlay);
     }
     Put("[");
     ExpectThrows(*config, "Tamsel::CInvalidConfig", [&] { config->Reload(); });
@@ -199,10 +203,20 @@ TEST_F(SafeConfigTest, JournalIsNoMoreAccessible) {
         chmod(Overlay.c_str(), row.overlay);
         const CAsUser user(Nobody, Nobody);
         if (row.journal != 0) PutText(Journal, ""), chmod(Journal.c_str(), row.journal);
-        Open()->Set("a", 1);
-        struct stat journal {};
-        EXPECT_EQ(stat(Journal.c_str(), &journal), 0);
-        EXPECT_EQ(journal.st_mode & 0777, row.expected) << "line " << row.line;
+        const auto expect = [&](mode_t mode) {
+            struct stat journal {};
+            EXPECT_EQ(stat(Journal.c_str(), &journal), 0);
+            EXPECT_EQ(journal.st_mode & 0777, mode) << "line " << row.line;
+        };
+        const CHook hook([&](const SCall& call) {
+            if (row.journal == 0 && call.name == "flock") expect(0600);  // since it was created
+            return CHook::Fast(call);
+        });
+        const auto config = Open();
+        expect(row.expected);
+        chmod(Overlay.c_str(), 0600);
+        config->Set("a", 1);
+        expect(0600);
     }
 }
 
@@ -216,13 +230,17 @@ TEST_F(SafeConfigTest, ServesReadersAndTheOwnerOfTheFolder) {
     chmod("data/config", 0555);
     EXPECT_EQ(asNobody([] { Open(); }).rfind("Tamsel::CAccessDenied", 0), 0);
     chmod("data/config", 0777);
-    Open()->Set("a", 2);
+    Kill(InOverlay), Put("[");
     chmod(Overlay.c_str(), 0444), chmod(Journal.c_str(), 0444);
-    const auto change = [] {
-        const auto reader = Open();
-        ExpectThrows(*reader, "Tamsel::CInvalidConfig", [&] { reader->Set("a", 3); });
+    const auto read = [] {
+        const auto config = Open();
+        EXPECT_EQ(Answers(*config), Parse(R"({"a":2})"));
+        ExpectThrows(*config, "Tamsel::CInvalidConfig", [&] { config->Set("a", 3); });
     };
-    EXPECT_EQ(asNobody(change), "");
+    EXPECT_EQ(asNobody(read), "");
+    chmod(Journal.c_str(), 0666), chmod(Overlay.c_str(), 0600);
+    EXPECT_EQ(chown(Overlay.c_str(), geteuid() == 0 ? Nobody : geteuid(), getegid()), 0);
+    EXPECT_EQ(asNobody([] { Open()->Set("a", 3); }).empty(), geteuid() != 0);
     Remove(), std::filesystem::remove(Journal);
     EXPECT_EQ(chown("data/config", geteuid() == 0 ? Nobody : geteuid(), getegid()), 0);
     Open()->Set("a", 1);
