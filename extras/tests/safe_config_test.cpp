@@ -95,6 +95,7 @@ const struct {
     {__LINE__, [](auto&) { Kill(InJournal), Put(R"({"a":3})"); }, R"({"a":3})"},
     {__LINE__, [](auto&) { Kill(InOverlay), Put(R"({"a":3})"); }, R"({"a":3})"},
     {__LINE__, [](auto&) { Kill(InOverlay), Put("["); }, R"({"a":2})"},
+    {__LINE__, [](auto& c) { Kill(InOverlay), Put("["), c.Reload(), SetBare(3); }, R"({"a":3})"},
     {__LINE__, [](auto&) { Kill(InOverlay), Remove(); }, "{}"},
     {__LINE__, [](auto&) { Kill(InOverlay), SetBare(1); }, R"({"a":1})"},
     {__LINE__, [](auto&) { Kill(InJournal), SetBare(7); }, R"({"a":7})"},
@@ -161,6 +162,7 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     ExpectThrows(*config, "std::system_error", [&] { config->Transact(nested); });
     for (const std::string& path : {Journal, Overlay}) {
         const Tamsel::Extras::CFileLock lock(path, Tamsel::Extras::CFileLock::EMode::Shared);
+        config->Reload();
         ExpectThrows(*config, "std::system_error", [&] { config->Erase(); });
         const auto open = [&] {
             Tamsel::Extras::Open("unit", "", tell, std::chrono::milliseconds(0));
@@ -181,6 +183,33 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     EXPECT_EQ(State(), Parse(R"({"b":1,"c":1,"d":1})"));
     ExpectThrows(*config, "std::out_of_range", [&] { config->Set("a", 3); });
     EXPECT_EQ(Answers(*config), State());
+}
+
+TEST_F(SafeConfigTest, StaysWithTheFileThatItOpened) {
+    const CHook fast;
+    const auto config = Open();
+    std::filesystem::create_symlink("unit.json", "data/config/link.json");
+    Tamsel::Extras::Open("link", "")->Set("a", 1);
+    EXPECT_FALSE(std::filesystem::exists("data/config/link.json.journal"));
+    std::filesystem::current_path("etc");
+    config->Set("b", 2);
+    std::filesystem::current_path("..");
+    EXPECT_EQ(State(), Parse(R"({"a":1,"b":2})"));
+}
+
+TEST_F(SafeConfigTest, LocksTheFileThatThePathNames) {
+    using Tamsel::Extras::CFileLock;
+    Put("old");
+    auto lock = std::make_unique<CFileLock>(Overlay, CFileLock::EMode::Exclusive);
+    const pid_t waiting = Spawn([] {  // with the descriptor of that lock, too
+        const auto limit = std::chrono::seconds(5);
+        return CFileLock(Overlay, CFileLock::EMode::Exclusive, limit).Read() == "new";
+    });
+    usleep(30000);
+    PutText("new", "new");
+    std::filesystem::rename("new", Overlay);
+    lock.reset();
+    EXPECT_TRUE(Join(waiting));
 }
 
 TEST_F(SafeConfigTest, JournalIsNoMoreAccessible) {
