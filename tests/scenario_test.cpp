@@ -18,15 +18,17 @@
 #include <set>
 #include <sstream>
 
+#include <tamsel/extras/memory_stream.h>
 #include <tamsel/tamsel.h>
 
-#include "memory_stream.h"
+#include <tamsel/extras/memory_stream.h>
 #include "support/process.h"
 #include "support/refuse.h"
 #include "support/temp_root.h"
 #include "support/text.h"
 
 using namespace Tamsel;
+using Extras::CMemoryStream;
 
 namespace {
 
@@ -304,7 +306,7 @@ const std::map<std::string, TOperation> Operations = {
     {"comma", Comma},
     {"refused",
      [](auto& world, auto& words) {
-         world.data->isNextRefused = true;
+         world.data->failNext = true;
          return Play(world, Rest(words));
      }},
     {"calls", Refuse},
