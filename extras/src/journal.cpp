@@ -171,11 +171,6 @@ std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try
     throw;
 }
 
-bool IsNotPermitted(const std::error_code& code) {
-    return code == std::errc::permission_denied || code == std::errc::operation_not_permitted ||
-           code == std::errc::read_only_file_system;
-}
-
 }  // namespace
 
 std::string CanonicalPath(const std::string& path) {
@@ -192,7 +187,8 @@ void OpenDocument(const std::string& path, TLimit limit) {
         const CFileLock lock(journal, CFileLock::EMode::Exclusive, limit);
         (void)EnsureDocument(lock, path, limit);
     } catch (const std::system_error& error) {
-        if (!IsNotPermitted(error.code())) throw;
+        // Without permission, or on a full disk, it can still be read as if it were completed.
+        if (error.code() == std::errc::timed_out) throw;
     }
 }
 

@@ -14,41 +14,42 @@ namespace Tamsel::Extras {
 
 /// Follows a configuration: a descriptor for your `poll` or `epoll`, and what changed.
 ///
-/// It reports states that somebody wrote, whole, and always the last one; states that follow one
-/// another quickly may be reported as one. A writer that takes no lock, as `cp`, is waited for: a
-/// file that was modified and not closed, or that is empty, missing or broken, is believed after
-/// 200 ms without another event. It follows the path: rename, deletion and re-creation of the file
-/// or of its directory do not end it. A file that cannot be read changes nothing, see `Problem`.
+/// Reports only states that somebody wrote as a whole, and always the last one; states that follow
+/// one another quickly can be reported as one. It waits for writers that take no lock, such as
+/// `cp`: a file that was modified but not closed, and one that is empty, missing or does not parse,
+/// is believed after 200 ms without another event. It follows the path: the file and its directory
+/// can be renamed, removed and created again. A file that cannot be read changes nothing, see
+/// `Problem`.
 ///
-/// The defaults are read once, by whoever made the configuration. The watcher writes nothing except
-/// to complete a change that a crash interrupted. For one thread; the configuration may be used by
-/// others meanwhile. Holds an inotify instance and two more descriptors, all closed on `exec`.
+/// The defaults are read once. It writes nothing, except to complete an interrupted change. Not
+/// thread-safe, but other threads can use the configuration. Owns an inotify instance and two other
+/// descriptors, all closed on `exec`.
 ///
-/// \warning It cannot tell a writer that pauses for longer than 200 ms, without a lock and inside a
-/// text that parses, from one that is done.
+/// \warning A writer without a lock that pauses for more than 200 ms, leaving a text that parses,
+/// is taken for finished.
 class CConfigWatcher {
 public:
-    /// The answer for one key, before and after; none where a caller of `Get` gets its own default.
+    /// The value of one key, before and after; none while `Get` returns the caller's default.
     struct SChange {
         std::string key;
         std::optional<Json::Value> before;
         std::optional<Json::Value> after;
     };
 
-    /// Follows what `config` answers, and keeps it up to date: there is no need for `Reload`.
-    /// Changes made through `config` itself are reported too. `config` must not be null.
+    /// Follows `config`, shares its ownership, and updates it: there is no need to call `Reload`.
+    /// Its own changes are reported too. Must not be null.
     ///
     /// \throws CInotifyHandlingError inotify is not available
     explicit CConfigWatcher(std::shared_ptr<CSafeConfig> config);
 
-    /// Follows the configuration of these files. Creates none; the overlay, and its directory, may
-    /// be missing. A `config` from the bare `Create`, with the same arguments, is reloaded when the
-    /// files have changed; beside a writer without a lock it may answer with a half-written overlay
-    /// for a moment, which is not reported.
+    /// Follows the configuration with these files, as for `Create`. Creates nothing: the overlay
+    /// and its directory can be missing. Reloads `config`, if it is not null, when the overlay has
+    /// changed: a configuration that `Create` returned for the same arguments. As that reads
+    /// without a lock, it can have half a write of `cp` for a moment, which is not reported.
     ///
     /// \throws CInotifyHandlingError inotify is not available
-    /// \throws CAccessDenied the defaults file cannot be read
-    /// \throws CInvalidConfig, Json::Exception it cannot be read as a configuration
+    /// \throws CAccessDenied the defaults file is not readable
+    /// \throws CInvalidConfig, Json::Exception the defaults file does not parse
     explicit CConfigWatcher(const std::string& name, const std::string& rootPath = DefaultRootPath,
                             const std::string& subDirectory = DefaultSubDirectory,
                             std::shared_ptr<IConfig> config = nullptr);
@@ -57,21 +58,21 @@ public:
     CConfigWatcher(const CConfigWatcher&) = delete;
     CConfigWatcher& operator=(const CConfigWatcher&) = delete;
 
-    /// A descriptor that polls readable (`POLLIN`) when `Changes` should be called, which is also
-    /// when a wait of its own is over. Owned by this object; do not read from it.
+    /// A descriptor that becomes readable (`POLLIN`) when `Changes` is to be called: something
+    /// happened to the file, or a wait is over. Owned by this object; do not read from it.
     int Descriptor() const;
 
-    /// Returns what changed since the previous call, or since construction, in the order of keys;
-    /// often nothing. Blocks for a few milliseconds at most. Call it as often as you like.
+    /// Returns what changed since the previous call, or since construction, sorted by key; often
+    /// nothing. Can be called at any time. Blocks for a few milliseconds at most.
     ///
     /// \throws CInotifyHandlingError the notifications cannot be read
     std::vector<SChange> Changes();
 
-    /// All answers after the last `Changes`.
+    /// All values as of the last `Changes`.
     const TConfigMap& Values() const;
 
-    /// Why the overlay file cannot be read at present, for a person; empty when it can. `Changes`
-    /// goes on as soon as it can be read again.
+    /// Why the overlay file cannot be read at present, in words; empty if it can. When it can be
+    /// read again, `Changes` reports what differs.
     const std::string& Problem() const;
 
 private:

@@ -17,78 +17,83 @@ namespace Tamsel::Extras {
 
 class CFolderWatch;
 
-/// The stream over a file that is read, written and watched, and that survives a crash, a kill or a
-/// power cut inside a write with the old text or the new one, whole.
+/// A stream over a file that is read, written and watched. A crash, a kill or a power failure
+/// during a write leaves the old text or the new one, never a part.
 ///
-/// Use it below a `COverlayedConfig` in place of `CFileStream`; `Open` does, and more. Beside the
-/// file lies its journal, "PATH.journal", empty except during a change, with the file's permissions
-/// and owner. Never remove it beside a running program. The file itself is rewritten in place: it
-/// keeps its inode, and every watch on it goes on.
+/// Use it below a `COverlayedConfig` in place of `CFileStream`; `Open` does, and more. Next to the
+/// file is its journal, "PATH.journal", empty except during a change, with the permissions and the
+/// owner of the file. Do not remove it while a program uses the file. The file itself is rewritten
+/// in place: it keeps its inode, and all watches on it.
 ///
-/// Several objects, in any threads and processes, can write one file: each write is a change of
-/// single keys, see `Write`. Any threads may use one object at once. Reads and writes lock the
-/// journal and then the file, and block while somebody else has a lock, for `lockLimit` at most.
+/// Thread-safe. Any number of objects, in any processes, can write one file: each write is a change
+/// of single keys, see `Write`. Reads and writes lock the journal and then the file, and block
+/// while anyone else has a conflicting lock, for at most `lockLimit`.
 ///
-/// Programs on the bare library can read and change the same file. Run `Recover` before they start.
-/// What still can be lost beside them: they write their whole map, and a kill inside their `Set`
-/// leaves the file empty or truncated, as ever. `cp` and the shell's `>` take no lock: deliver by
-/// `flock FILE cp NEW FILE`.
+/// \warning Programs on the bare library can use the same file, once `Recover` has completed what
+/// was interrupted. They are not protected: their changes rewrite the file from their own memory,
+/// and a kill during one leaves it empty or truncated. `cp` and shell redirection do the same and
+/// take no lock; deliver files by `flock FILE cp NEW FILE`.
 class CCrashSafeFileStream : public IFileStream {
 public:
-    /// Creates the file, empty, and the journal, where they are missing; the directory must exist.
-    /// Completes an interrupted change. Where inotify is not available, all but `HasChanged` works.
+    /// Creates the file, empty, and the journal if they are missing; their directory must exist.
+    /// Completes an interrupted change. Accepts files that are readable but not writable: `Write`
+    /// then throws. Without inotify, everything but `HasChanged` works.
     ///
-    /// \throws CAccessDenied a file is missing and cannot be created
-    /// \throws std::system_error another failure of the system; `std::errc::timed_out` when
-    /// somebody else had the lock for all of `lockLimit`, here and in all that read or write
+    /// \throws CAccessDenied a file is missing and cannot be created; `what()` ends with the system's
+    /// reason
+    /// \throws std::system_error with the code `std::errc::timed_out`: somebody else had a lock for
+    /// all of `lockLimit`. So does every operation that reads or writes
     explicit CCrashSafeFileStream(const std::string& path,
                                   std::chrono::milliseconds lockLimit = NoTimeLimit);
     ~CCrashSafeFileStream() override;
     CCrashSafeFileStream(const CCrashSafeFileStream&) = delete;
     CCrashSafeFileStream& operator=(const CCrashSafeFileStream&) = delete;
 
-    /// Returns the path as it was passed.
+    /// Returns the path as passed to the constructor.
     std::string GetPath() const override;
 
-    /// Returns the size of the file in bytes, modulo 2^32, also in the middle of a change.
+    /// Returns the current size of the file, in bytes modulo 2^32. Takes no lock.
     ///
     /// \throws CAccessDenied the file cannot be opened for reading
     unsigned int GetFileSize() const override;
 
-    /// Reads the whole text. A missing file reads as empty. Completes an interrupted change, or
-    /// returns the completed text where the files can only be read. Always returns true.
+    /// Reads the text into `content` and returns true. A missing file reads as empty. Completes an
+    /// interrupted change; where the files are not writable, reads the text that completes it.
     ///
-    /// \throws CAccessDenied the file cannot be read, for whatever reason; `what()` ends with it
+    /// \throws CAccessDenied the file cannot be read; `what()` ends with the system's reason
     bool Read(std::string& content) override;
 
-    /// Replaces the text that this object last read or wrote with `content`, and returns when
-    /// storage has it. Always returns true.
+    /// Replaces the text with `content` and returns true when storage has it.
     ///
-    /// If the file meanwhile holds another text, the difference between the two is applied to that,
-    /// top-level key by key: what others changed stays, and where both changed a key, `content`
-    /// wins. So the file then holds keys that the caller does not know before it reads again.
+    /// If the file no longer contains the text that this object last read or wrote, the difference
+    /// between that text and `content` is applied to what it contains now, by top-level key:
+    /// changes of other keys by others remain, and `content` wins where both changed a key. The
+    /// file then contains keys that the caller learns of by the next `Read`. A file that does not
+    /// parse is replaced by `content`.
     ///
-    /// When this throws, the file holds the text from before, or, only if writing it a second time
-    /// failed too, becomes the new one.
+    /// If this throws, the file contains the old text. Only if restoring that failed too does it
+    /// have the new one, by the next recovery.
     ///
-    /// \throws CInvalidConfig `content` cannot be read as a configuration; nothing was touched
-    /// \throws CInvalidConfig the system refused; `what()` ends with the reason
+    /// \throws CInvalidConfig `content` does not parse, and nothing was touched; or the file cannot
+    /// be written: `what()` ends with the system's reason
     bool Write(const std::string& content) override;
 
-    /// Replaces the text by what `change` returns for the present one, while nobody else can change
-    /// it. What `change` throws passes through, and nothing has changed. It must not use this file
-    /// otherwise. \throws as `Write`
+    /// Replaces the text with what `change` returns for the current one, under the lock: no other
+    /// process or thread changes the file in between. `change` must not use this file otherwise.
+    ///
+    /// \throws any exception of `change`, and nothing has changed; or as `Write`
     void Update(const std::function<std::string(const std::string& text)>& change);
 
-    /// Returns whether the file was changed, replaced, removed or created since the previous call,
-    /// or since construction. Unlike `CFileStream`, it follows the path and not the inode. Never
-    /// blocks.
+    /// Returns true if anyone, this object included, wrote, replaced, removed or created the file
+    /// since the previous call, or since construction. Follows the path, unlike `CFileStream`,
+    /// which follows the inode. Non-blocking. Threads that call it concurrently share the
+    /// notifications.
     ///
-    /// \throws CInotifyHandlingError there is no watch, or its notifications cannot be read
+    /// \throws CInotifyHandlingError inotify is not available, or cannot be read
     bool HasChanged() override;
 
 protected:
-    /// The text that this object last read or wrote: the one that `Write` takes the difference to.
+    /// The text that this object last read or wrote, to which `Write` takes the difference.
     std::string KnownText() const;
     void SetKnownText(const std::string& text);
 
@@ -102,17 +107,18 @@ private:
     std::pair<std::uint64_t, std::uint64_t> m_synchronized;  // guarded by m_mutex
 };
 
-/// Completes a change of the overlay file at `path` that was interrupted, so that programs on the
-/// bare library find it whole. Returns whether there was one. Fast when there is none, and creates
-/// nothing. Run it at boot, before such programs: `tamselctl recover` does.
+/// Completes an interrupted change of the overlay file at `path`, so that programs on the bare
+/// library find it whole. Returns true if there was one; if not, this is fast and touches nothing.
+/// Run it at boot, before such programs start: `tamselctl recover` does.
 ///
-/// \throws std::system_error the files cannot be opened, locked or written
+/// \throws std::system_error a file cannot be opened, locked or written; the change remains to be
+/// completed
 bool Recover(const std::string& path, std::chrono::milliseconds lockLimit = NoTimeLimit);
 
-/// Returns whether a change of the overlay file at `path` was interrupted and not completed yet.
+/// Returns true if a change of the overlay file at `path` was interrupted and is not yet completed.
 /// Changes nothing.
 ///
-/// \throws std::system_error the journal cannot be read or locked
+/// \throws std::system_error the journal cannot be opened, locked or read
 bool IsInterrupted(const std::string& path, std::chrono::milliseconds lockLimit = NoTimeLimit);
 
 }  // namespace Tamsel::Extras

@@ -9,17 +9,16 @@ namespace Tamsel::Extras {
 /// Waits for a lock indefinitely.
 constexpr std::chrono::milliseconds NoTimeLimit = std::chrono::milliseconds::max();
 
-/// An open file with its advisory lock (`flock`), from construction to destruction.
+/// An open file and an advisory lock on it (`flock`), from construction to destruction.
 ///
-/// Every write of the library takes the exclusive lock, and so does `flock FILE COMMAND` in a
-/// script: while an object of this class lives, neither changes the file. Programs that take no
-/// lock, as `cp` or the shell's `>`, are not kept out.
+/// Every write of the library takes the exclusive lock, as does `flock FILE COMMAND` in a script.
+/// Programs that take no lock, such as `cp` and shell redirection, are not excluded.
 ///
-/// The lock belongs to this object and excludes other threads just as other processes. The kernel
-/// releases it when the process ends, however it ends. The descriptor is closed on `exec`. A child
-/// of `fork` shares the lock: if the parent is killed, the child keeps it until it ends.
+/// The lock belongs to this object: it excludes other threads just as other processes. The kernel
+/// releases it when the process ends in any way. The descriptor is closed on `exec`. A child of
+/// `fork` shares the lock: if the parent is killed, the lock remains until the child ends.
 ///
-/// \warning While you have a lock on an overlay file, a change of it by the bare library blocks
+/// \warning While you have a lock on an overlay file, changing it by the bare library blocks
 /// indefinitely, in your own thread too.
 class CFileLock {
 public:
@@ -28,12 +27,11 @@ public:
         Exclusive  ///< opens for reading and writing; no other lock at the same time
     };
 
-    /// Opens and locks the file at `path`, which must exist. When the file is removed or replaced
-    /// during the wait for the lock, the one that is there afterwards is opened and locked. A
-    /// signal does not end the wait.
+    /// Opens and locks the file at `path`, which must exist. If it is replaced while this waits for
+    /// the lock, opens and locks the new one. A signal does not interrupt the wait.
     ///
     /// \throws std::system_error the file cannot be opened or locked; with the code
-    /// `std::errc::timed_out` when somebody else had the lock for all of `limit`
+    /// `std::errc::timed_out` if others had the lock for all of `limit`
     CFileLock(const std::string& path, EMode mode, std::chrono::milliseconds limit = NoTimeLimit);
     ~CFileLock();
     CFileLock(const CFileLock&) = delete;
@@ -45,15 +43,16 @@ public:
     /// Returns the whole content of the file. \throws std::system_error the file cannot be read
     std::string Read() const;
 
-    /// Replaces the content of the file and returns when storage has it. The bytes are overwritten
-    /// in place and the file is shortened after that: it keeps its watches, is never empty in
-    /// between, and needs more space only where it grows. Not atomic.
+    /// Replaces the content of the file and returns when storage has it. Overwrites in place and
+    /// truncates afterwards: the file keeps its inode and its watches, is never empty in between,
+    /// and needs space only where it grows. Not atomic.
     ///
-    /// \throws std::system_error the content could not be written, synchronised or read back; the
-    /// file may then hold parts of either content
+    /// \throws std::system_error the content cannot be written, synchronized or read back; the file
+    /// can then contain parts of both
     void Write(const std::string& content) const;
 
-    /// Returns when storage has all that anyone has written to the file. \throws std::system_error
+    /// Returns when storage has everything that was written to the file, by anyone.
+    /// \throws std::system_error
     void Synchronize() const;
 
 private:

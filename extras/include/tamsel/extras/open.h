@@ -11,49 +11,49 @@
 #include <tamsel/overlayed_config.h>
 
 /// \file
-/// Start here: `Open` in place of `Create`, for programs that can lose power, or that share a
-/// configuration with others. It takes the same arguments and uses the same two files.
+/// Start here: `Open` replaces `Create` in programs that can lose power, or that share a
+/// configuration with other processes. Same arguments, same files.
 
 namespace Tamsel::Extras {
 
-/// A configuration that survives a crash inside a change, and that processes can change together.
+/// A configuration that survives a crash during a change, and that several processes can change.
 ///
-/// It does all that `IConfig` promises, with these differences:
+/// Thread-safe. It fulfils the contract of `IConfig`, with these differences:
 ///
-/// - After a kill or a power cut inside a change, the overlay holds the state before the change or
-///   the one after it. What a change reported as done is on storage.
-/// - A change applies to what the overlay file holds at that moment: changes of different keys by
-///   several processes all last, and of changes of one key the last one does. `Erase` erases
-///   everybody's. What others changed is answered after a change of one's own, `Reload`, or
+/// - After a crash, a kill or a power failure during a change, the overlay has the state before the
+///   change or the one after it. When a change returns, storage has it.
+/// - A change applies to what the overlay file contains at that moment: changes of different keys by
+///   several processes all remain, and of changes of one key the last one wins. `Erase` removes
+///   everyone's keys. What others changed is visible after a change of one's own, `Reload`, or
 ///   `CConfigWatcher::Changes`.
-/// - When a change throws, memory is as before, also when the change callback threw. The file is as
-///   before too; only if writing it a second time fails as well does it become the new one.
-/// - A value that cannot be read again as it is, infinity, NaN, text that is not UTF-8 or more than
-///   998 levels, is refused before anything is touched: `std::invalid_argument`.
-/// - The wait for somebody else's lock on the file can be limited, see `Open`.
-/// - `Reload` reads under the lock, never a half-written file, and throws for a file that cannot be
-///   read: `CAccessDenied`.
-/// - `HasChanged` follows the path: it also reports a file that was replaced or removed.
+/// - If a change throws, memory is as before, also if the change callback threw. The file is as
+///   before too, except if restoring it failed: it then has the change.
+/// - A value that could not be read again, an infinity, a NaN, text that is not UTF-8 or more than
+///   998 nested levels, throws `std::invalid_argument` before anything is touched.
+/// - Waiting for a lock on the files can be limited, see `Open`.
+/// - `Reload` locks the file, so it never reads half a write of this library; if the file cannot be
+///   read, it throws `CAccessDenied` and memory is unchanged.
+/// - `HasChanged` follows the path, also when the file is replaced or removed.
 ///
-/// Any threads may use one object at once. `CCrashSafeFileStream` describes the files, and what
-/// programs that do not use this can still break.
+/// See `CCrashSafeFileStream` for the files, and for what programs that do not use the extras can
+/// still damage.
 class CSafeConfig : public COverlayedConfig {
 public:
-    /// Changes several keys, or reads and then changes, in one write: all or nothing, and nobody
-    /// else comes in between.
+    /// Changes several keys, or reads and then changes, in one write: all or nothing, and no other
+    /// process or thread changes the file in between.
     ///
-    /// Calls `change` once with a configuration that holds the state of the file at this moment.
-    /// What it changes there is written when it returns; after that this object answers with the
-    /// new state, and the change callback is called for each effective `Set`, in order. If `change`
-    /// or the write throws, nothing has changed, in the file and in memory.
+    /// Calls `change` once with a configuration that has the current state of the file. When it
+    /// returns, its changes are written; then this object has the new state, and the change
+    /// callback is called for each effective `Set`, in order. If `change` or the write throws,
+    /// nothing has changed, neither the file nor memory.
     ///
-    /// The configuration passed to `change` is for that call and that thread alone; its `Reload`
-    /// takes back what was changed so far, and its `HasChanged` returns false. To change this
-    /// object inside, by another `Transact` too, throws `std::system_error`
-    /// (`std::errc::resource_deadlock_would_occur`).
+    /// The configuration passed to `change` is valid during that call, for that thread. Its
+    /// `Reload` discards the changes so far, and its `HasChanged` returns false. Changing this
+    /// object inside `change`, by a nested `Transact` too, throws `std::system_error` with the code
+    /// `std::errc::resource_deadlock_would_occur`; reading it is allowed, and blocks nobody.
     ///
-    /// \throws anything that `change` throws, or as `IConfig::Reload` and `IConfig::Set`; if the
-    /// callback throws, the changes have been made
+    /// \throws any exception of `change`, or as `IConfig::Reload` and `IConfig::Set`
+    /// \throws any exception of the change callback; the changes are written and visible
     virtual void Transact(const std::function<void(IConfig&)>& change) = 0;
 
 protected:
@@ -62,17 +62,17 @@ protected:
 
 /// \name Open: a safe configuration
 ///
-/// As `Create`, with the same files and defaults: reads both, creates a missing overlay, and
-/// watches it. It also creates the journal of the overlay, and completes a change that was
-/// interrupted. A program that only reads may open an overlay and a journal that it cannot write.
+/// Reads the same files as `Create` with these arguments, creates a missing overlay likewise, and
+/// watches it. Also creates the journal of the overlay, and completes an interrupted change.
+/// Accepts an overlay and a journal that are readable but not writable.
 ///
-/// Locks are waited for `lockLimit` at most, here and in every operation; beyond it,
-/// `std::system_error` with the code `std::errc::timed_out` is thrown, and nothing has changed.
+/// This and every operation block for at most `lockLimit` while others have the locks; then they
+/// throw `std::system_error` with the code `std::errc::timed_out`, and nothing has changed.
 ///
-/// \throws CAccessDenied a file exists and cannot be read, or the overlay or its journal is missing
-/// and cannot be created; `what()` ends with the reason
-/// \throws CInvalidConfig the text of either file does not parse
-/// \throws Json::Exception jsoncpp refuses either document, see `JsonUtil::ReadConfig`
+/// \throws CAccessDenied a file is not readable, or the overlay or its journal is missing and
+/// cannot be created; `what()` ends with the system's reason
+/// \throws CInvalidConfig either file does not parse
+/// \throws Json::Exception jsoncpp rejects either document, see `JsonUtil::ReadConfig`
 /// @{
 std::shared_ptr<CSafeConfig> Open(const std::string& name,
                                   const std::string& rootPath = DefaultRootPath,
