@@ -19,6 +19,9 @@ TARGETS = [
     ("load", 1000, "ratio", 0, 1.35),
     ("Set on disk", 100, "ratio", 0, 1.45),
     ("Set on tmpfs", 100, "ratio", 0, 5),
+    ("journalled Set against Set on disk", 100, "ratio", 0, 3.3),
+    ("Transact of 100 against journalled Set", 100, "ratio", 0, 2),
+    ("merge, nobody else wrote", 1000, "ratio", 0, 1.05),
     ("HasChanged, idle", 1000, "ratio", 0, 1.05),
     ("heap bytes a key", 1000, "ours", 0, 175),
 ]
