@@ -54,7 +54,7 @@ constexpr bool IsInteger = std::is_integral_v<T> && !std::is_same_v<T, bool>;
 template <typename T, typename = void>
 constexpr bool HasNames = false;
 template <typename T>
-constexpr bool HasNames<T, std::void_t<decltype(EnumNames(T{}))>> = true;
+inline constexpr bool HasNames<T, std::void_t<decltype(EnumNames(T{}))>> = true;
 
 /// How a type is stored: `From` a value to JSON; `To` a value from JSON, false when the JSON is of
 /// another type or out of range; `Expected` for messages.
