@@ -31,9 +31,9 @@ class CConfigWatcher {
 public:
     /// The value of one key, before and after; none while `Get` returns the caller's default.
     struct SChange {
-        std::string key;
-        std::optional<Json::Value> before;
-        std::optional<Json::Value> after;
+        std::string key;                    ///< of the top level
+        std::optional<Json::Value> before;  ///< as the previous `Changes` left it
+        std::optional<Json::Value> after;   ///< as in `Values`
     };
 
     /// Follows `config`, shares its ownership, and updates it: there is no need to call `Reload`.

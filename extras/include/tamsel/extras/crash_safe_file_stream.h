@@ -95,6 +95,7 @@ public:
 protected:
     /// The text that this object last read or wrote, to which `Write` takes the difference.
     std::string KnownText() const;
+    /// Sets the text that `KnownText` returns.
     void SetKnownText(const std::string& text);
 
 private:
