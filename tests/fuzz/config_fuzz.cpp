@@ -6,15 +6,14 @@
 #include <memory>
 
 #include <json/json.h>
+#include <tamsel/extras/memory_stream.h>
 #include <tamsel/json_util.h>
-
-#include "memory_stream.h"
 
 using namespace Tamsel;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto stream = std::make_shared<CMemoryStream>();
-    stream->text.assign(reinterpret_cast<const char*>(data), size);
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    const auto stream = std::make_shared<Extras::CMemoryStream>(text);
     TConfigMap map;
     try {
         map = JsonUtil::ReadConfig(stream);
@@ -23,7 +22,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const Json::Exception&) {
         return 0;
     }
-    const std::string text = stream->text;
     JsonUtil::WriteConfig(stream, map);
     const TConfigMap readBack = JsonUtil::ReadConfig(stream);
     // Bytes that are not UTF-8 come back as others, and two keys may become one.
