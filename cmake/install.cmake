@@ -3,17 +3,22 @@ include(CMakePackageConfigHelpers)
 
 set(TAMSEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tamsel)
 
-install(
-  TARGETS tamsel
-  EXPORT tamsel-targets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-)
-install(
-  DIRECTORY include/tamsel
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  COMPONENT development
-)
+# Makes a library, with the headers of the folder include/ beside it, a part of the package.
+function(tamsel_install_library target)
+  install(
+    TARGETS ${target}
+    EXPORT tamsel-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  )
+  install(
+    DIRECTORY include/tamsel
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development
+  )
+endfunction()
+
+tamsel_install_library(tamsel)
 install(
   EXPORT tamsel-targets
   NAMESPACE tamsel::
@@ -49,9 +54,15 @@ if(IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
 else()
   set(TAMSEL_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
-configure_file(cmake/libtamsel.pc.in libtamsel.pc @ONLY)
-install(
-  FILES ${CMAKE_CURRENT_BINARY_DIR}/libtamsel.pc
-  DESTINATION ${TAMSEL_PC_DIR}
-  COMPONENT development
-)
+
+# Writes and installs NAME.pc for a library of the package: NAME DESCRIPTION REQUIRES LIBS [PRIVATE-LIBS]
+function(tamsel_install_pkg_config name description requires libs)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/pkg-config.pc.in ${name}.pc @ONLY)
+  install(
+    FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc
+    DESTINATION ${TAMSEL_PC_DIR}
+    COMPONENT development
+  )
+endfunction()
+
+tamsel_install_pkg_config(libtamsel "${PROJECT_DESCRIPTION}" jsoncpp -ltamsel -pthread)

@@ -5,7 +5,6 @@
 #include <sys/timerfd.h>
 
 #include <chrono>
-#include <functional>
 #include <utility>
 
 #include <tamsel/errors.h>
@@ -85,13 +84,8 @@ std::vector<TChange> Differences(const TConfigMap& before, const TConfigMap& aft
     return changes;
 }
 
-std::string FileOf(const std::string& folder, const std::string& name, const std::string& rootPath,
-                   const std::string& subDirectory) {
-    return rootPath + folder + "/" + subDirectory + "/" + name + ".json";
-}
-
 TConfigMap ReadDefaults(const std::string& path) {
-    return ParseText(Translate<CAccessDenied>("Failed to read file '" + path + "'",
+    return ParseText(Translate<CAccessDenied>("Failed to read file", path,
                                               [&] { return ReadDocument(path, NoTimeLimit); }),
                      path);
 }
@@ -100,9 +94,6 @@ TConfigMap ReadDefaults(const std::string& path) {
 
 class CConfigWatcher::CImpl {
 public:
-    /// Brings somebody's configuration up to a text. Returns false when it is to be tried again.
-    using TAdopt = std::function<bool(const std::string& text)>;
-
     CImpl(const std::string& path, TConfigMap defaults)
         : m_path(path), m_defaults(std::move(defaults)), m_values(m_defaults), m_watch(m_path) {
         RequireDescriptor(m_epoll);
@@ -116,26 +107,9 @@ public:
         m_timer.Start(TMilliseconds(1));
     }
 
-    void Follow(const std::shared_ptr<CSafeConfig>& config) {
-        m_values = Answers(*config);
-        m_adopt = [this, config](const std::string& text) {
-            return ImplementationOf(*config).TryAdopt(text,
-                                                      [this] { return IsQuietSinceLastLook(); });
-        };
-    }
-
     void Follow(const std::shared_ptr<IConfig>& config) {
         m_values = Answers(*config);
-        m_adopt = [this, config](const std::string& /*text*/) {
-            try {
-                config->Reload();
-            } catch (const CInvalidConfig&) {
-                return false;
-            } catch (const Json::Exception&) {
-                return false;
-            }
-            return IsQuietSinceLastLook();
-        };
+        m_config = config;
     }
 
     int Descriptor() const { return m_epoll.Get(); }
@@ -170,11 +144,11 @@ private:
         if (m_isOpen && !isSettled) return false;
         const std::optional<std::string> text = Read();
         if (!text) return false;
-        std::string problem;
-        TConfigMap values = Parse(*text, problem);
+        TConfigMap values;
+        const std::string problem = TryParse(*text, m_path, values);
         if ((text->empty() || !problem.empty()) && !isSettled) return false;
         if (!IsQuietSinceLastLook()) return false;
-        if (problem.empty() && m_adopt && !m_adopt(*text)) return false;
+        if (problem.empty() && m_config && !Adopt(*text)) return false;
         m_isPending = false;
         m_problem = problem;
         if (!problem.empty()) return true;
@@ -195,22 +169,26 @@ private:
         }
     }
 
-    TConfigMap Parse(const std::string& text, std::string& problem) const {
-        try {
-            return ParseText(text, m_path);
-        } catch (const CInvalidConfig& error) {
-            problem = error.what();
-        } catch (const Json::Exception& error) {
-            problem = "'" + m_path + "': " + error.what();
+    /// Brings the configuration up to a text. Returns false when it is to be tried again.
+    bool Adopt(const std::string& text) {
+        if (const auto safe = dynamic_cast<CSafeConfigImpl*>(m_config.get())) {
+            return safe->TryAdopt(text, [this] { return IsQuietSinceLastLook(); });
         }
-        return {};
+        try {
+            m_config->Reload();
+        } catch (const CInvalidConfig&) {
+            return false;
+        } catch (const Json::Exception&) {
+            return false;
+        }
+        return IsQuietSinceLastLook();
     }
 
     const std::string m_path;
     const TConfigMap m_defaults;
     TConfigMap m_values;
     std::string m_problem;
-    TAdopt m_adopt;
+    std::shared_ptr<IConfig> m_config;  // may be null
     CFolderWatch m_watch;
     const CTimer m_timer;
     const CDescriptor m_epoll{epoll_create1(EPOLL_CLOEXEC)};
@@ -228,8 +206,8 @@ CConfigWatcher::CConfigWatcher(std::shared_ptr<CSafeConfig> config)
 
 CConfigWatcher::CConfigWatcher(const std::string& name, const std::string& rootPath,
                                const std::string& subDirectory, std::shared_ptr<IConfig> config)
-    : m_impl(std::make_unique<CImpl>(CanonicalPath(FileOf("data", name, rootPath, subDirectory)),
-                                     ReadDefaults(FileOf("etc", name, rootPath, subDirectory)))) {
+    : m_impl(std::make_unique<CImpl>(CanonicalPath(FileIn("data", name, rootPath, subDirectory)),
+                                     ReadDefaults(FileIn("etc", name, rootPath, subDirectory)))) {
     if (config) {
         m_impl->Follow(config);
     } else {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tamsel/extras/crash_safe_file_stream.h>
 
-#include <json/value.h>
 #include <tamsel/errors.h>
 #include <tamsel/file_util.h>
 
@@ -14,28 +13,22 @@ namespace Tamsel::Extras {
 
 namespace {
 
-template <typename TWork>
-auto TranslateWrite(const std::string& path, TWork work) {
-    return Translate<CInvalidConfig>("Failed to write config file '" + path + "'", work);
-}
+constexpr const char* WriteFailed = "Failed to write config file";
 
 void RequireReadable(const std::string& text, const std::string& path) {
-    const auto refuse = [&](const std::exception& error) {
-        throw CInvalidConfig("Failed to write config file '" + path +
-                             "': it could not be read again: " + error.what());
-    };
-    try {
-        (void)ParseText(text, path);
-    } catch (const CInvalidConfig& error) {
-        refuse(error);
-    } catch (const Json::Exception& error) {
-        refuse(error);
-    }
+    TConfigMap map;
+    const std::string problem = TryParse(text, path, map);
+    if (problem.empty()) return;
+    throw CInvalidConfig(std::string(WriteFailed)
+                             .append(" '")
+                             .append(path)
+                             .append("': it could not be read again: ")
+                             .append(problem));
 }
 
 const std::string& Opened(const std::string& path, const std::string& givenPath,
                           std::chrono::milliseconds limit) {
-    Translate<CAccessDenied>("Failed to create file '" + givenPath + "'",
+    Translate<CAccessDenied>("Failed to create file", givenPath,
                              [&] { OpenDocument(path, limit); });
     return path;
 }
@@ -60,7 +53,7 @@ unsigned int CCrashSafeFileStream::GetFileSize() const {
 }
 
 bool CCrashSafeFileStream::Read(std::string& content) {
-    content = Translate<CAccessDenied>("Failed to read file '" + m_givenPath + "'",
+    content = Translate<CAccessDenied>("Failed to read file", m_givenPath,
                                        [&] { return ReadDocument(m_path, m_lockLimit); });
     SetKnownText(content);
     return true;
@@ -78,12 +71,14 @@ bool CCrashSafeFileStream::Write(const std::string& content) {
 
 void CCrashSafeFileStream::Update(
     const std::function<std::string(const std::string& text)>& change) {
-    const auto document = TranslateWrite(
-        m_givenPath, [&] { return std::make_unique<CDocumentChange>(m_path, m_lockLimit); });
+    const auto document = Translate<CInvalidConfig>(WriteFailed, m_givenPath, [&] {
+        return std::make_unique<CDocumentChange>(m_path, m_lockLimit);
+    });
     const std::string text = change(document->Text());
     RequireReadable(text, m_givenPath);
     const std::lock_guard lock(m_mutex);
-    TranslateWrite(m_givenPath, [&] { document->Commit(text, m_synchronized); });
+    Translate<CInvalidConfig>(WriteFailed, m_givenPath,
+                              [&] { document->Commit(text, m_synchronized); });
     m_knownText = text;
 }
 

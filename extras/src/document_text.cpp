@@ -2,11 +2,9 @@
 #include "document_text.h"
 
 #include <cmath>
-#include <memory>
 #include <stdexcept>
 
 #include <tamsel/errors.h>
-#include <tamsel/extras/memory_stream.h>
 #include <tamsel/json_util.h>
 
 namespace Tamsel::Extras {
@@ -16,16 +14,7 @@ namespace {
 // Beyond it, jsoncpp does not read what it wrote.
 constexpr int MostLevels = 998;
 
-/// Reads a text into `map`. Tells whether it can be read.
-bool Parse(const std::string& text, TConfigMap& map) {
-    try {
-        map = ParseText(text, "");
-        return true;
-    } catch (const CInvalidConfig&) {
-    } catch (const Json::Exception&) {
-    }
-    return false;
-}
+bool Parse(const std::string& text, TConfigMap& map) { return TryParse(text, "", map).empty(); }
 
 /// Returns the length in bytes of the character that begins with `lead`; 0 for none that does.
 std::size_t LengthOf(unsigned char lead) {
@@ -76,16 +65,32 @@ const char* Problem(const Json::Value& value, int levels) {
 
 }  // namespace
 
-TConfigMap ParseText(const std::string& text, const std::string& path) {
+std::shared_ptr<CMemoryStream> StreamOf(const std::string& text, const std::string& path) {
     const auto stream = std::make_shared<CMemoryStream>(text);
     stream->path = path;
-    return JsonUtil::ReadConfig(stream);
+    return stream;
+}
+
+TConfigMap ParseText(const std::string& text, const std::string& path) {
+    return JsonUtil::ReadConfig(StreamOf(text, path));
 }
 
 std::string PrintText(const TConfigMap& map) {
-    const auto stream = std::make_shared<CMemoryStream>();
+    const auto stream = StreamOf("", "");
     JsonUtil::WriteConfig(stream, map);
     return stream->text;
+}
+
+std::string TryParse(const std::string& text, const std::string& path, TConfigMap& map) {
+    map.clear();
+    try {
+        map = ParseText(text, path);
+        return "";
+    } catch (const CInvalidConfig& error) {
+        return error.what();
+    } catch (const Json::Exception& error) {
+        return "'" + path + "': " + error.what();
+    }
 }
 
 bool IsWhole(const std::string& text) {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include <tamsel/extras/memory_stream.h>
 #include <tamsel/types.h>
 
 /// \file
@@ -10,11 +12,18 @@
 
 namespace Tamsel::Extras {
 
+/// Returns a stream that reads `text` and calls it `path`.
+std::shared_ptr<CMemoryStream> StreamOf(const std::string& text, const std::string& path);
+
 /// Returns what a text holds; `path` is for the message. \throws as `JsonUtil::ReadConfig`
 TConfigMap ParseText(const std::string& text, const std::string& path);
 
 /// Returns the text of a file that holds `map`.
 std::string PrintText(const TConfigMap& map);
+
+/// Reads a text into `map`, and returns "". If it cannot be read, returns why and leaves
+/// `map` empty.
+std::string TryParse(const std::string& text, const std::string& path, TConfigMap& map);
 
 /// Tells whether a text can be read as a configuration file.
 bool IsWhole(const std::string& text);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <list>
 #include <string>
 #include <unordered_set>
 #include <utility>
-#include <vector>
 
 #include <tamsel/iconfig.h>
 #include <tamsel/json_util.h>
@@ -47,15 +47,21 @@ public:
         return GetImpl(key, defaultValue);
     }
 
-    void Set(const std::string& key, bool value) override { SetImpl(key, value); }
-    void Set(const std::string& key, unsigned int value) override { SetImpl(key, value); }
-    void Set(const std::string& key, unsigned long long value) override { SetImpl(key, value); }
-    void Set(const std::string& key, int value) override { SetImpl(key, value); }
-    void Set(const std::string& key, long long value) override { SetImpl(key, value); }
-    void Set(const std::string& key, float value) override { SetImpl(key, value); }
-    void Set(const std::string& key, double value) override { SetImpl(key, value); }
-    void Set(const std::string& key, const std::string& value) override { SetImpl(key, value); }
-    void Set(const std::string& key, const Json::Value& value) override { SetImpl(key, value); }
+    void Set(const std::string& key, bool value) override { Change(key, ToJson(value)); }
+    void Set(const std::string& key, unsigned int value) override { Change(key, ToJson(value)); }
+    void Set(const std::string& key, unsigned long long value) override {
+        Change(key, ToJson(value));
+    }
+    void Set(const std::string& key, int value) override { Change(key, ToJson(value)); }
+    void Set(const std::string& key, long long value) override { Change(key, ToJson(value)); }
+    void Set(const std::string& key, float value) override { Change(key, ToJson(value)); }
+    void Set(const std::string& key, double value) override { Change(key, ToJson(value)); }
+    void Set(const std::string& key, const std::string& value) override {
+        Change(key, ToJson(value));
+    }
+    void Set(const std::string& key, const Json::Value& value) override {
+        Change(key, ToJson(value));
+    }
 
     bool Exists(const std::string& key, EDataType type) const override;
     std::unordered_set<std::string> GetAllConfigKeys() const override;
@@ -69,18 +75,13 @@ public:
     std::string Text() const;
 
     /// The effective calls of `Set` so far, in order.
-    const std::vector<std::pair<std::string, Json::Value>>& Changes() const { return m_changes; }
+    const std::list<std::pair<std::string, Json::Value>>& Changes() const { return m_changes; }
 
 private:
     template <typename T>
     T GetImpl(const std::string& key, const T& defaultValue) const {
         const Json::Value* const stored = Find(key);
         return stored != nullptr ? JsonUtil::GetValueAsType<T>(key, *stored) : defaultValue;
-    }
-
-    template <typename T>
-    void SetImpl(const std::string& key, const T& value) {
-        Change(key, ToJson(value));
     }
 
     const Json::Value* Find(const std::string& key) const;
@@ -90,7 +91,7 @@ private:
     const std::string m_firstText;
     const TConfigMap m_firstOverlay;
     TConfigMap m_overlay;
-    std::vector<std::pair<std::string, Json::Value>> m_changes;
+    std::list<std::pair<std::string, Json::Value>> m_changes;
 };
 
 }  // namespace Tamsel::Extras

@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 #include <optional>
 
@@ -34,6 +36,11 @@ struct stat StatusOf(int descriptor, const std::string& path) {
     return status;
 }
 
+std::uint64_t Nanoseconds(const timespec& time) {
+    return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
+}
+
 // What a journal holds.
 
 /// One change, old text to new.
@@ -53,23 +60,29 @@ std::uint64_t Checksum(const TTexts&... texts) {
     return hash;
 }
 
+void AppendNumber(std::string& text, std::uint64_t number) {
+    char digits[24];
+    (void)std::snprintf(digits, sizeof digits, " %llu", static_cast<unsigned long long>(number));
+    text += digits;
+}
+
 /// A line with the sizes and the checksum, then both texts.
 std::string Encode(const SChange& change) {
     std::string journal = Magic;
-    journal += ' ' + std::to_string(change.newText.size());
-    journal += ' ' + std::to_string(change.oldText.size());
-    journal += ' ' + std::to_string(Checksum(journal, change.newText, change.oldText));
-    return journal + '\n' + change.newText + change.oldText;
+    AppendNumber(journal, change.newText.size());
+    AppendNumber(journal, change.oldText.size());
+    AppendNumber(journal, Checksum(journal, change.newText, change.oldText));
+    return journal.append("\n").append(change.newText).append(change.oldText);
 }
 
 /// Returns nothing for a journal that is not whole. It is, if its texts encode to just this.
 std::optional<SChange> Decode(const std::string& journal) {
     const std::size_t end = journal.find('\n');
     if (end == std::string::npos || end < Magic.size()) return std::nullopt;
-    const std::string texts = journal.substr(end + 1);
+    const std::size_t begin = end + 1;
     const std::size_t size = std::strtoul(journal.c_str() + Magic.size(), nullptr, 10);
-    if (size > texts.size()) return std::nullopt;
-    SChange change{texts.substr(0, size), texts.substr(size)};
+    if (size > journal.size() - begin) return std::nullopt;
+    SChange change{journal.substr(begin, size), journal.substr(begin + size)};
     if (Encode(change) != journal) return std::nullopt;
     return change;
 }
@@ -88,10 +101,19 @@ bool IsBetween(const SChange& change, const std::string& text) {
     return true;
 }
 
-/// Returns the text that counts when a document holds `text`.
+/// Returns the text that counts when a document holds `text`. The old one may have been put there
+/// again by somebody else, after all of the change.
 std::string Settled(const std::string& journal, const std::string& text) {
     const std::optional<SChange> change = Decode(journal);
-    return change && (IsBetween(*change, text) || !IsWhole(text)) ? change->newText : text;
+    if (!change || text == change->oldText) return text;
+    return IsBetween(*change, text) || !IsWhole(text) ? change->newText : text;
+}
+
+void SynchronizeFolder(const std::string& path) {
+    const std::string folder = FolderOf(path);
+    const CDescriptor descriptor(
+        Checked(folder, [&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    Checked(folder, [&] { return fsync(descriptor.Get()); });
 }
 
 /// Completes the change that the journal holds. Tells whether it held anything.
@@ -104,6 +126,8 @@ bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
         const std::string settled = Settled(left, text);
         settled == text ? document.Synchronize() : document.Write(settled);
     }
+    // A document that was removed or replaced meanwhile must not return without its journal.
+    SynchronizeFolder(path);
     journal.Write("");
     return true;
 }
@@ -119,7 +143,9 @@ mode_t PermissionsFor(const struct stat& document, gid_t group) {
 
 /// Gives the journal the document's permissions, owner and group, those that this process can give.
 /// \throws std::system_error it stays more accessible than the document
-void MatchAccess(int journal, const struct stat& document, const std::string& path) {
+void MatchAccess(int journal, const std::string& path) {
+    struct stat document {};
+    Checked(path, [&] { return stat(path.c_str(), &document); });
     struct stat status = StatusOf(journal, path);
     if (status.st_uid != document.st_uid || status.st_gid != document.st_gid) {
         if (fchown(journal, document.st_uid, document.st_gid) != 0) {
@@ -129,7 +155,7 @@ void MatchAccess(int journal, const struct stat& document, const std::string& pa
     }
     const mode_t wanted = PermissionsFor(document, status.st_gid);
     if ((status.st_mode & 0777) == wanted || fchmod(journal, wanted) == 0) return;
-    if ((status.st_mode & 0777 & ~wanted) != 0) ThrowErrno(path);
+    if ((status.st_mode & 0777 & ~wanted) != 0) ThrowErrno(JournalOf(path));
 }
 
 void CreateEmpty(const std::string& path) {
@@ -149,11 +175,9 @@ std::string EnsureJournal(const std::string& path) {
     const std::string journal = JournalOf(path);
     if (!IsMissing(journal)) return journal;
     if (IsMissing(path)) CreateEmpty(path);
-    struct stat document {};
-    Checked(path, [&] { return stat(path.c_str(), &document); });
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
     const CDescriptor file(Checked(journal, [&] { return open(journal.c_str(), flags, 0600); }));
-    MatchAccess(file.Get(), document, journal);
+    MatchAccess(file.Get(), path);
     return journal;
 }
 
@@ -178,14 +202,15 @@ std::string CanonicalPath(const std::string& path) {
     if (const TPath file(realpath(path.c_str(), nullptr), &std::free); file) return file.get();
     const TPath folder(realpath(FolderOf(path).c_str(), nullptr), &std::free);
     if (!folder) return path;
-    return std::string(folder.get()) + '/' + path.substr(path.rfind('/') + 1);
+    return std::string(folder.get()).append("/").append(path, path.rfind('/') + 1);
 }
 
 void OpenDocument(const std::string& path, TLimit limit) {
     const std::string journal = EnsureJournal(path);
     try {
         const CFileLock lock(journal, CFileLock::EMode::Exclusive, limit);
-        (void)EnsureDocument(lock, path, limit);
+        // Whoever created the journal may have been killed before it had its permissions.
+        MatchAccess(lock.Descriptor(), EnsureDocument(lock, path, limit));
     } catch (const std::system_error& error) {
         // Without permission, or on a full disk, it can still be read as if it were completed.
         if (error.code() == std::errc::timed_out) throw;
@@ -231,35 +256,40 @@ void CDocumentChange::Commit(const std::string& text, TEntries& synchronized) {
     m_document.Synchronize();
     SynchronizeEntries(synchronized);
     if (text == m_text) return;
-    MatchAccess(m_journal.Descriptor(), StatusOf(m_document.Descriptor(), m_path),
-                JournalOf(m_path));
-    Replace(text);
-    m_journal.Write("");
-}
-
-/// The journal first, then the document.
-void CDocumentChange::Replace(const std::string& text) const try {
-    m_journal.Write(Encode({text, m_text}));
-    m_document.Write(text);
-} catch (const std::system_error&) {
+    MatchAccess(m_journal.Descriptor(), m_path);
     try {
-        if (m_document.Read() != m_text) m_document.Write(m_text);
+        m_journal.Write(Encode({text, m_text}));
+        m_document.Write(text);
         m_journal.Write("");
     } catch (const std::system_error&) {
-        // The journal, if it is whole, still completes the change.
+        Undo(text);
+        throw;
     }
-    throw;
+}
+
+/// Puts the old text back, by a change of its own where the journal may be empty already.
+void CDocumentChange::Undo(const std::string& text) const try {
+    if (m_document.Read() != m_text) {
+        if (m_journal.Read().empty()) m_journal.Write(Encode({m_text, text}));
+        m_document.Write(m_text);
+    }
+    m_journal.Write("");
+} catch (const std::system_error&) {
+    // The journal, if it is whole, still completes the change.
 }
 
 void CDocumentChange::SynchronizeEntries(TEntries& synchronized) const {
-    const TEntries entries(StatusOf(m_journal.Descriptor(), m_path).st_ino,
-                           StatusOf(m_document.Descriptor(), m_path).st_ino);
-    if (entries == synchronized) return;
     const std::string folder = FolderOf(m_path);
-    const CDescriptor descriptor(
-        Checked(folder, [&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    Checked(folder, [&] { return fsync(descriptor.Get()); });
-    synchronized = entries;
+    struct stat status {};
+    Checked(folder, [&] { return stat(folder.c_str(), &status); });
+    const TEntries entries(status.st_ino, Nanoseconds(status.st_mtim));
+    if (entries == synchronized) return;
+    SynchronizeFolder(m_path);
+    // Of two changes within a tick of the file system's clock, a second at most, the time of the
+    // directory shows the first one only.
+    timespec now{};
+    (void)clock_gettime(CLOCK_REALTIME, &now);
+    if (Nanoseconds(now) > entries.second + 1000000000) synchronized = entries;
 }
 
 }  // namespace Tamsel::Extras

@@ -18,9 +18,11 @@
 /// 4. empty the journal, synchronize, unlock
 ///
 /// A journal that is found non-empty under its lock was left by an interrupted change. If it is not
-/// whole, step 3 never began. If it is whole, and every byte of the document is one of the old
-/// text, of the new text or zero, or the document does not parse, step 3 was interrupted: the new
-/// text counts. Anything else was put there by somebody else since, and counts.
+/// whole, step 3 never began. If it is whole, the document may be
+/// - the old text: counts, for step 3 did not begin, or somebody else put the old text back
+/// - not that, but every byte is one of the old text, of the new text or zero, or it does not parse:
+///   step 3 was interrupted, and the new text counts
+/// - anything else: somebody else put it there since, and it counts
 ///
 /// Failures of the system throw `std::system_error`, naming the file.
 
@@ -51,7 +53,7 @@ bool IsChangeInterrupted(const std::string& path, std::chrono::milliseconds limi
 /// The exclusive right to change a document, from construction to destruction.
 class CDocumentChange {
 public:
-    /// Identifies the two files, to tell whether their directory entries are synchronized.
+    /// The inode and the modification time of a directory whose entries are synchronized.
     using TEntries = std::pair<std::uint64_t, std::uint64_t>;
 
     CDocumentChange(const std::string& path, std::chrono::milliseconds limit);
@@ -67,7 +69,7 @@ public:
     void Commit(const std::string& text, TEntries& synchronized);
 
 private:
-    void Replace(const std::string& text) const;
+    void Undo(const std::string& text) const;
     void SynchronizeEntries(TEntries& synchronized) const;
 
     const std::string m_path;

@@ -14,12 +14,13 @@ namespace Tamsel::Extras {
 std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& rootPath,
                                   const std::string& subDirectory, TChangeCallback callback,
                                   std::chrono::milliseconds lockLimit) {
-    const std::string file = subDirectory + "/" + name + ".json";
-    const std::string path = rootPath + "etc/" + file;
-    const auto defaults = std::make_shared<CMemoryStream>(Translate<CAccessDenied>(
-        "Failed to read file '" + path + "'", [&] { return ReadDocument(path, lockLimit); }));
-    defaults->path = path;
-    const auto overlay = std::make_shared<COfferedStream>(rootPath + "data/" + file, lockLimit);
+    const std::string path = FileIn("etc", name, rootPath, subDirectory);
+    const auto defaults =
+        StreamOf(Translate<CAccessDenied>("Failed to read file", path,
+                                          [&] { return ReadDocument(path, lockLimit); }),
+                 path);
+    const auto overlay =
+        std::make_shared<COfferedStream>(FileIn("data", name, rootPath, subDirectory), lockLimit);
     return std::make_shared<CSafeConfigImpl>(defaults, overlay, callback, lockLimit);
 }
 

@@ -5,13 +5,14 @@
 #include <utility>
 
 #include "draft_config.h"
+#include "system.h"
 
 namespace Tamsel::Extras {
 
 namespace {
 
-[[noreturn]] void ThrowLockError(std::errc code) {
-    throw std::system_error(std::make_error_code(code), "Failed to lock the configuration");
+[[noreturn]] void ThrowLockError(int error) {
+    ThrowError(error, "Failed to lock the configuration");
 }
 
 }  // namespace
@@ -28,12 +29,12 @@ class CSafeConfigImpl::CChangeLock {
 public:
     CChangeLock(CSafeConfigImpl& config, std::chrono::milliseconds limit) : m_config(config) {
         if (config.m_changer == std::this_thread::get_id()) {
-            ThrowLockError(std::errc::resource_deadlock_would_occur);
+            ThrowLockError(EDEADLK);
         }
         if (limit == NoTimeLimit) {
             config.m_changeMutex.lock();
         } else if (!config.m_changeMutex.try_lock_for(limit)) {
-            ThrowLockError(std::errc::timed_out);
+            ThrowLockError(ETIMEDOUT);
         }
         config.m_changer = std::this_thread::get_id();
     }
@@ -84,6 +85,11 @@ void CSafeConfigImpl::Change(const std::function<void()>& work) {
         Adopt(before);
         throw;
     }
+}
+
+void CSafeConfigImpl::Store(const std::string& key, const Json::Value& value) {
+    RequireStorable(key, value);
+    Change([&] { COverlayedConfig::Set(key, value); });
 }
 
 bool CSafeConfigImpl::Restore(const std::string& key) {

@@ -9,7 +9,6 @@
 #include <thread>
 
 #include <tamsel/extras/crash_safe_file_stream.h>
-#include <tamsel/extras/memory_stream.h>
 #include <tamsel/extras/open.h>
 
 #include "document_text.h"
@@ -38,15 +37,21 @@ public:
                     const std::shared_ptr<COfferedStream>& overlay, const TChangeCallback& callback,
                     std::chrono::milliseconds lockLimit);
 
-    void Set(const std::string& key, bool value) override { SetImpl(key, value); }
-    void Set(const std::string& key, unsigned int value) override { SetImpl(key, value); }
-    void Set(const std::string& key, unsigned long long value) override { SetImpl(key, value); }
-    void Set(const std::string& key, int value) override { SetImpl(key, value); }
-    void Set(const std::string& key, long long value) override { SetImpl(key, value); }
-    void Set(const std::string& key, float value) override { SetImpl(key, value); }
-    void Set(const std::string& key, double value) override { SetImpl(key, value); }
-    void Set(const std::string& key, const std::string& value) override { SetImpl(key, value); }
-    void Set(const std::string& key, const Json::Value& value) override { SetImpl(key, value); }
+    void Set(const std::string& key, bool value) override { Store(key, ToJson(value)); }
+    void Set(const std::string& key, unsigned int value) override { Store(key, ToJson(value)); }
+    void Set(const std::string& key, unsigned long long value) override {
+        Store(key, ToJson(value));
+    }
+    void Set(const std::string& key, int value) override { Store(key, ToJson(value)); }
+    void Set(const std::string& key, long long value) override { Store(key, ToJson(value)); }
+    void Set(const std::string& key, float value) override { Store(key, ToJson(value)); }
+    void Set(const std::string& key, double value) override { Store(key, ToJson(value)); }
+    void Set(const std::string& key, const std::string& value) override {
+        Store(key, ToJson(value));
+    }
+    void Set(const std::string& key, const Json::Value& value) override {
+        Store(key, ToJson(value));
+    }
     bool Restore(const std::string& key) override;
     void Reload() override;
     void Erase() override;
@@ -62,12 +67,7 @@ public:
 private:
     class CChangeLock;
 
-    template <typename T>
-    void SetImpl(const std::string& key, const T& value) {
-        RequireStorable(key, ToJson(value));
-        Change([&] { COverlayedConfig::Set(key, value); });
-    }
-
+    void Store(const std::string& key, const Json::Value& value);
     void Adopt(const std::string& text);
     void CatchUp();
     void Change(const std::function<void()>& work);

@@ -29,15 +29,17 @@ private:
 };
 
 /// Returns the directory of a file, with its slash; "./" for a bare name.
-inline std::string FolderOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
-}
+std::string FolderOf(const std::string& path);
+
+/// Returns the path of a configuration's file in "etc" or "data", as `Create` composes it.
+std::string FileIn(const char* layer, const std::string& name, const std::string& rootPath,
+                   const std::string& subDirectory);
+
+/// Throws `std::system_error` with an error number.
+[[noreturn]] void ThrowError(int error, const std::string& message);
 
 /// Turns the failure of the system call just made into an exception: "'PATH': REASON".
-[[noreturn]] inline void ThrowErrno(const std::string& path) {
-    throw std::system_error(errno, std::generic_category(), "'" + path + "'");
-}
+[[noreturn]] void ThrowErrno(const std::string& path);
 
 /// Repeats a system call that a signal interrupted.
 template <typename TCall>
@@ -56,14 +58,16 @@ auto Checked(const std::string& path, TCall call) {
     return result;
 }
 
-/// Works, and turns a refusal of the system into `TError`: "MESSAGE: 'PATH': REASON". A lock that
-/// was not obtained in time is none, for it says nothing of the file.
+/// Returns "MESSAGE 'PATH': REASON". A lock that was not obtained in time says nothing of the file,
+/// and is thrown again.
+std::string Describe(const char* message, const std::string& path, const std::system_error& error);
+
+/// Works, and turns a refusal of the system into `TError`, as `Describe` puts it.
 template <typename TError, typename TWork>
-auto Translate(const std::string& message, TWork work) try {
+auto Translate(const char* message, const std::string& path, TWork work) try {
     return work();
 } catch (const std::system_error& error) {
-    if (error.code() == std::errc::timed_out) throw;
-    throw TError(message + ": " + error.what());
+    throw TError(Describe(message, path, error));
 }
 
 }  // namespace Tamsel::Extras

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/iconfig.h>
 #include <tamsel/types.h>

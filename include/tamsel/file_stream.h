@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/ifile_stream.h>
 
@@ -98,8 +99,8 @@ private:
     /// Owns the inotify instance.
     class CInotify {
     public:
-        CInotify();
-        ~CInotify();
+        TAMSEL_LOCAL CInotify();
+        TAMSEL_LOCAL ~CInotify();
         CInotify(const CInotify&) = delete;
         CInotify& operator=(const CInotify&) = delete;
 

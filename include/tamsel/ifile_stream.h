@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 
 namespace Tamsel {

@@ -6,6 +6,7 @@
 
 #include <json/value.h>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/ifile_stream.h>
 #include <tamsel/types.h>

@@ -8,6 +8,7 @@
 
 #include <json/value.h>
 
+#include <tamsel/errors.h>
 #include <tamsel/export.h>
 #include <tamsel/iconfig.h>
 #include <tamsel/ifile_stream.h>
@@ -64,14 +65,14 @@ public:
 
 private:
     template <typename T>
-    T GetImpl(const std::string& key, const T& defaultValue) const;
+    TAMSEL_LOCAL T GetImpl(const std::string& key, const T& defaultValue) const;
 
     template <typename T>
-    void SetImpl(const std::string& key, const T& value);
+    TAMSEL_LOCAL void SetImpl(const std::string& key, const T& value);
 
-    const Json::Value* Find(const std::string& key) const;
-    void Change(const std::string& key, const Json::Value& newValue);
-    void WriteOverlay() const;
+    TAMSEL_LOCAL const Json::Value* Find(const std::string& key) const;
+    TAMSEL_LOCAL void Change(const std::string& key, const Json::Value& newValue);
+    TAMSEL_LOCAL void WriteOverlay() const;
 
     const std::shared_ptr<IFileStream> m_overlayStream;
     const TConfigMap m_defaults;

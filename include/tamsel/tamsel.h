@@ -12,3 +12,4 @@
 #include <tamsel/overlayed_config.h>
 #include <tamsel/static_config.h>
 #include <tamsel/types.h>
+#include <tamsel/version.h>

@@ -7,6 +7,8 @@
 
 #include <json/value.h>
 
+#include <tamsel/export.h>
+
 /// \file
 /// The types shared by the other headers.
 

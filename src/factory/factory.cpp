@@ -9,8 +9,10 @@
 
 namespace Tamsel {
 
-const std::string DefaultRootPath = "/";
-const std::string DefaultSubDirectory = "config";
+// Initialised before ordinary static objects, also where the library is linked in statically: their
+// constructors may create configurations.
+__attribute__((init_priority(101))) const std::string DefaultRootPath = "/";
+__attribute__((init_priority(101))) const std::string DefaultSubDirectory = "config";
 
 std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& name,
                                                   const std::string& rootPath) {

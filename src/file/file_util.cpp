@@ -60,7 +60,8 @@ bool ReadFile(const std::string& path, std::string& content) {
 
 bool WriteFile(const std::string& path, const std::string& content) {
     // "a" creates a missing file and, unlike "w", leaves the old content until the lock is ours.
-    const TFile file(std::fopen(path.c_str(), "a"));
+    // "e" keeps the lock from a program that another thread starts meanwhile.
+    const TFile file(std::fopen(path.c_str(), "ae"));
     if (!file) return false;
     const int descriptor = fileno(file.get());
     const CExclusiveLock lock(descriptor);

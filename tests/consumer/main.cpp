@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Catches what another shared object throws, by its own type and by its standard base.
+// Catches what another shared object throws, by its own type and by its standard base, and uses the
+// library while static objects are being initialised.
 #include <iostream>
 
 #include <tamsel/tamsel.h>
+
+const bool isEarly = Tamsel::DefaultRootPath == "/" && Tamsel::DefaultSubDirectory == "config";
 
 template <typename Error>
 bool Catches(const Tamsel::IReadOnlyConfig& config) try {
@@ -15,6 +18,7 @@ int main(int argc, char** argv) {
     const auto config = Tamsel::CreateStaticOnly("network", argc > 1 ? argv[1] : "");
     const bool isCaught =
         Catches<Tamsel::CTypeError>(*config) && Catches<std::logic_error>(*config);
-    std::cout << config->Get("hostname", std::string()) << (isCaught ? " caught\n" : " missed\n");
-    return isCaught ? 0 : 1;
+    std::cout << TAMSEL_VERSION_STRING << ' ' << config->Get("hostname", std::string())
+              << (isCaught ? " caught" : " missed") << (isEarly ? "\n" : ", but not in time\n");
+    return isCaught && isEarly ? 0 : 1;
 }

@@ -4,6 +4,8 @@
 #include <chrono>
 #include <string>
 
+#include <tamsel/errors.h>
+
 namespace Tamsel::Extras {
 
 /// Waits for a lock indefinitely.
