@@ -18,11 +18,11 @@ std::string OneLine(const Json::Value& value) {
     return Json::writeString(builder, value);
 }
 
-// [follow]
 void Follow(Tamsel::Extras::CConfigWatcher& watcher, int count) {
     std::string problem;
-    // A loop of your own polls its other descriptors here too.
-    for (pollfd change{watcher.Descriptor(), POLLIN, 0}; count > 0; poll(&change, 1, -1)) {
+    pollfd change{watcher.Descriptor(), POLLIN, 0};
+    while (count > 0) {
+        poll(&change, 1, -1);  // a loop of your own polls its other descriptors here too
         for (const auto& [key, before, after] : watcher.Changes()) {
             std::cout << key << (after ? " is now " + OneLine(*after) : " is gone") << std::endl;
             --count;
@@ -32,17 +32,14 @@ void Follow(Tamsel::Extras::CConfigWatcher& watcher, int count) {
         std::cerr << problem << std::endl;
     }
 }
-// [/follow]
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 3) return 2;
     try {
-        // [open]
         const auto config = Tamsel::Extras::Open("network", argv[1]);
         Tamsel::Extras::CConfigWatcher watcher(config);
-        // [/open]
         std::cout << "following " << watcher.Values().size() << " keys" << std::endl;
         Follow(watcher, std::stoi(argv[2]));
     } catch (const std::exception& error) {
