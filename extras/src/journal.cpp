@@ -10,6 +10,7 @@
 #include <ctime>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "document_text.h"
 #include "system.h"
@@ -20,7 +21,8 @@ namespace {
 
 using TLimit = std::chrono::milliseconds;
 
-const std::string Magic = "tamsel-journal-1";
+// A constant of the program, not of its start: a static object of a user may open a configuration.
+constexpr std::string_view Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
 
@@ -68,7 +70,7 @@ void AppendNumber(std::string& text, std::uint64_t number) {
 
 /// A line with the sizes and the checksum, then both texts.
 std::string Encode(const SChange& change) {
-    std::string journal = Magic;
+    std::string journal(Magic);
     AppendNumber(journal, change.newText.size());
     AppendNumber(journal, change.oldText.size());
     AppendNumber(journal, Checksum(journal, change.newText, change.oldText));
