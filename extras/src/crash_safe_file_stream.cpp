@@ -49,7 +49,7 @@ std::string CCrashSafeFileStream::GetPath() const { return m_givenPath; }
 unsigned int CCrashSafeFileStream::GetFileSize() const {
     unsigned int size = 0;
     if (GetSize(m_path, size)) return size;
-    throw CAccessDenied("Failed to access file '" + m_givenPath + "'.");
+    throw CAccessDenied(std::string("Failed to access file '").append(m_givenPath).append("'."));
 }
 
 bool CCrashSafeFileStream::Read(std::string& content) {

@@ -89,7 +89,7 @@ std::string TryParse(const std::string& text, const std::string& path, TConfigMa
     } catch (const CInvalidConfig& error) {
         return error.what();
     } catch (const Json::Exception& error) {
-        return "'" + path + "': " + error.what();
+        return std::string("'").append(path).append("': ").append(error.what());
     }
 }
 
@@ -118,8 +118,10 @@ std::string MergeTexts(const std::string& base, const std::string& ours,
 void RequireStorable(const std::string& key, const Json::Value& value) {
     const char* const problem = IsUtf8(key) ? Problem(value, 0) : "it is not UTF-8";
     if (problem == nullptr) return;
-    throw std::invalid_argument("Config option with key '" + key +
-                                "' cannot be stored: " + problem);
+    throw std::invalid_argument(std::string("Config option with key '")
+                                    .append(key)
+                                    .append("' cannot be stored: ")
+                                    .append(problem));
 }
 
 }  // namespace Tamsel::Extras

@@ -69,12 +69,12 @@ void AppendNumber(std::string& text, std::uint64_t number) {
 }
 
 /// A line with the sizes and the checksum, then both texts.
-std::string Encode(const SChange& change) {
+std::string Encode(const std::string& newText, const std::string& oldText) {
     std::string journal(Magic);
-    AppendNumber(journal, change.newText.size());
-    AppendNumber(journal, change.oldText.size());
-    AppendNumber(journal, Checksum(journal, change.newText, change.oldText));
-    return journal.append("\n").append(change.newText).append(change.oldText);
+    AppendNumber(journal, newText.size());
+    AppendNumber(journal, oldText.size());
+    AppendNumber(journal, Checksum(journal, newText, oldText));
+    return journal.append("\n").append(newText).append(oldText);
 }
 
 /// Returns nothing for a journal that is not whole. It is, if its texts encode to just this.
@@ -85,30 +85,34 @@ std::optional<SChange> Decode(const std::string& journal) {
     const std::size_t size = std::strtoul(journal.c_str() + Magic.size(), nullptr, 10);
     if (size > journal.size() - begin) return std::nullopt;
     SChange change{journal.substr(begin, size), journal.substr(begin + size)};
-    if (Encode(change) != journal) return std::nullopt;
+    if (Encode(change.newText, change.oldText) != journal) return std::nullopt;
     return change;
 }
 
 /// Tells whether a document can be what an interrupted write of the new text over the old leaves.
-bool IsBetween(const SChange& change, const std::string& text) {
+bool IsBetween(const std::string& newText, const std::string& oldText, const std::string& text) {
     const auto has = [](const std::string& whole, std::size_t at, char byte) {
         return at < whole.size() && whole[at] == byte;
     };
     for (std::size_t at = 0; at < text.size(); ++at) {
         const char byte = text[at];
-        if (byte != 0 && !has(change.newText, at, byte) && !has(change.oldText, at, byte)) {
+        if (byte != 0 && !has(newText, at, byte) && !has(oldText, at, byte)) {
             return false;
         }
     }
     return true;
 }
 
-/// Returns the text that counts when a document holds `text`. The old one may have been put there
-/// again by somebody else, after all of the change.
+/// Tells whether the change got as far as the document and no further. The old text may have been
+/// put there again by somebody else, and any other that parses must have been.
+bool IsInside(const std::string& newText, const std::string& oldText, const std::string& text) {
+    return text != oldText && (IsBetween(newText, oldText, text) || !IsWhole(text));
+}
+
+/// Returns the text that counts when a document holds `text`.
 std::string Settled(const std::string& journal, const std::string& text) {
     const std::optional<SChange> change = Decode(journal);
-    if (!change || text == change->oldText) return text;
-    return IsBetween(*change, text) || !IsWhole(text) ? change->newText : text;
+    return change && IsInside(change->newText, change->oldText, text) ? change->newText : text;
 }
 
 void SynchronizeFolder(const std::string& path) {
@@ -260,7 +264,7 @@ void CDocumentChange::Commit(const std::string& text, TEntries& synchronized) {
     if (text == m_text) return;
     MatchAccess(m_journal.Descriptor(), m_path);
     try {
-        m_journal.Write(Encode({text, m_text}));
+        m_journal.Write(Encode(text, m_text));
         m_document.Write(text);
         m_journal.Write("");
     } catch (const std::system_error&) {
@@ -269,10 +273,11 @@ void CDocumentChange::Commit(const std::string& text, TEntries& synchronized) {
     }
 }
 
-/// Puts the old text back, by a change of its own where the journal may be empty already.
+/// Puts the old text back, by a change of its own where the journal may be empty already. What
+/// somebody wrote without a lock meanwhile stays.
 void CDocumentChange::Undo(const std::string& text) const try {
-    if (m_document.Read() != m_text) {
-        if (m_journal.Read().empty()) m_journal.Write(Encode({m_text, text}));
+    if (IsInside(text, m_text, m_document.Read())) {
+        if (m_journal.Read().empty()) m_journal.Write(Encode(m_text, text));
         m_document.Write(m_text);
     }
     m_journal.Write("");

@@ -28,19 +28,20 @@ bool COfferedStream::Read(std::string& content) {
 class CSafeConfigImpl::CChangeLock {
 public:
     CChangeLock(CSafeConfigImpl& config, std::chrono::milliseconds limit) : m_config(config) {
-        if (config.m_changer == std::this_thread::get_id()) {
-            ThrowLockError(EDEADLK);
-        }
+        std::unique_lock lock(config.m_changerMutex);
+        if (config.m_changer == std::this_thread::get_id()) ThrowLockError(EDEADLK);
+        const auto isFree = [&] { return config.m_changer == std::thread::id(); };
         if (limit == NoTimeLimit) {
-            config.m_changeMutex.lock();
-        } else if (!config.m_changeMutex.try_lock_for(limit)) {
+            config.m_changeEnded.wait(lock, isFree);
+        } else if (!config.m_changeEnded.wait_for(lock, limit, isFree)) {
             ThrowLockError(ETIMEDOUT);
         }
         config.m_changer = std::this_thread::get_id();
     }
     ~CChangeLock() {
+        const std::lock_guard lock(m_config.m_changerMutex);
         m_config.m_changer = std::thread::id();
-        m_config.m_changeMutex.unlock();
+        m_config.m_changeEnded.notify_one();
     }
     CChangeLock(const CChangeLock&) = delete;
     CChangeLock& operator=(const CChangeLock&) = delete;

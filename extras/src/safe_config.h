@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -77,10 +77,11 @@ private:
     const TChangeCallback m_callback;
     const std::chrono::milliseconds m_lockLimit;
 
-    // Taken before the store's own lock by all that change the overlay in memory, so that nobody
-    // else's change meets one that is being undone.
-    std::timed_mutex m_changeMutex;
-    std::atomic<std::thread::id> m_changer;
+    // The thread that changes the overlay in memory, if any; before it takes the store's own lock,
+    // so that nobody else's change meets one that is being undone. Guarded by m_changerMutex.
+    std::thread::id m_changer;
+    std::mutex m_changerMutex;
+    std::condition_variable m_changeEnded;
 };
 
 }  // namespace Tamsel::Extras
