@@ -120,8 +120,8 @@ public:
         m_timer.Stop();
         (void)IsQuietSinceLastLook();
         std::vector<SChange> changes;
-        if (m_isPending && !Look(changes)) m_timer.Start(m_retry);
-        if (!m_watch.IsWatching()) m_timer.Start(RetryTime);
+        const bool isDone = !m_isPending || Look(changes);
+        if (!isDone || !m_watch.IsWatching()) m_timer.Start(isDone ? RetryTime : m_retry);
         return changes;
     }
 

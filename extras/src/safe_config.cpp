@@ -77,9 +77,9 @@ void CSafeConfigImpl::CatchUp() {
 
 void CSafeConfigImpl::Change(const std::function<void()>& work) {
     const CChangeLock lock(*this, m_lockLimit);
-    CatchUp();
     const std::string before = m_stream->KnownText();
     try {
+        CatchUp();
         work();
     } catch (...) {
         Adopt(before);

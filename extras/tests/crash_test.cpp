@@ -5,55 +5,51 @@
 
 #include <array>
 #include <climits>
-#include <fstream>
 #include <optional>
 #include <set>
 #include <vector>
 
-#include "support/process.h"
-#include "support/system_calls.h"
-#include "support/unit.h"
+#include "support/extras_support.h"
 
 namespace {
 
 using TCalls = std::vector<SCall>;
-using TWhole = std::set<std::string>;
+using TWhole = std::set<Json::Value>;  // the states that will do
 
 /// A change, and what others did to the overlay file between `Open` and it.
 struct SChange {
     int line;
     const char* overlay;  // none: opening is part of the change
     std::function<void(Tamsel::Extras::CSafeConfig&)> change;
-    std::string after;
-    std::function<void(const CUnit&)> meanwhile = {};
+    const char* after;
+    std::function<void()> meanwhile = {};
 
     friend void PrintTo(const SChange& row, std::ostream* out) { *out << "line " << row.line; }
 };
 
-void Merge(const CUnit& unit) { unit.Copy(R"({"a":1,"b":2})"); }
-
 /// Another change, and then somebody else removes the overlay and creates it again: often as the
 /// same inode, and within a tick of the clock.
-void Remake(const CUnit& unit) {
-    unit.Open()->Set("b", 2);
-    const auto time = std::filesystem::last_write_time(unit.Folder());
-    std::filesystem::remove(unit.Overlay());
-    unit.Copy("");
-    std::filesystem::last_write_time(unit.Folder(), time);
+void Remake() {
+    Open()->Set("b", 2);
+    const auto time = std::filesystem::last_write_time("data/config");
+    std::filesystem::remove(Overlay);
+    PutText(Overlay, "");
+    std::filesystem::last_write_time("data/config", time);
 }
 
-const std::string Long(300, 'x');
+const std::string Long = R"({"a":")" + std::string(300, 'x') + "\"}";
 
 const SChange Changes[] = {
     {__LINE__, nullptr, [](auto& c) { c.Set("a", 1); }, R"({"a":1})"},
     {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 2); }, R"({"a":2})"},
-    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", Long); }, R"({"a":")" + Long + "\"}"},
+    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", Parse(Long)["a"]); }, Long.c_str()},
     {__LINE__, R"({"a":[1,2,3],"b":4})", [](auto& c) { c.Restore("a"); }, R"({"b":4})"},
     {__LINE__, R"({"a":1,"b":2})", [](auto& c) { c.Erase(); }, "{}"},
     {__LINE__, R"({"a":1})",
      [](auto& c) { c.Transact([](auto& d) { d.Set("a", 3), d.Set("b", 4); }); },
      R"({"a":3,"b":4})"},
-    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3,"b":2})", Merge},
+    {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3,"b":2})",
+     [] { PutText(Overlay, R"({"a":1,"b":2})"); }},
     {__LINE__, R"({"a":1})", [](auto& c) { c.Set("a", 3); }, R"({"a":3})", Remake},
 };
 
@@ -120,20 +116,20 @@ protected:
 
     void Restart(const TState& state, const TWhole& whole, int crashes) {
         if (!m_seen.emplace(state, whole).second) return;
-        m_unit.Reset();
         TDisk disk;
         for (const std::size_t i : {0, 1}) {
             disk[i] = {state[i], state[i].value_or("")};
-            if (state[i]) std::ofstream(i == 0 ? m_unit.Overlay() : m_unit.Journal()) << *state[i];
+            std::filesystem::remove(i == 0 ? Overlay : Journal);
+            if (state[i]) PutText(i == 0 ? Overlay : Journal, *state[i]);
         }
         TCalls calls;
         Record(calls, Fast, [&] {
             const bool isForBare = m_seen.size() % 2 == 0;
-            isForBare ? (void)Tamsel::Extras::Recover(m_unit.Overlay()) : (void)m_unit.Open();
+            isForBare ? (void)Tamsel::Extras::Recover(Overlay) : (void)Open();
         });
-        const std::string now = m_unit.State();
+        const Json::Value now = State();
         EXPECT_EQ(whole.count(now), 1) << now << " from " << testing::PrintToString(state);
-        EXPECT_FALSE(Tamsel::Extras::IsInterrupted(m_unit.Overlay()));
+        EXPECT_FALSE(Tamsel::Extras::IsInterrupted(Overlay));
         if (crashes > 0) CrashEverywhere(disk, calls, whole, {now}, crashes);
     }
 
@@ -150,16 +146,17 @@ protected:
 
     void SetUp() override {
         const SChange& row = GetParam();
-        m_unit.Reset();
+        std::filesystem::remove(Overlay);
+        std::filesystem::remove(Journal);
         m_disk = {};
         if (row.overlay != nullptr) {
-            m_unit.Copy(row.overlay);
-            m_config = m_unit.Open();
+            PutText(Overlay, row.overlay);
+            m_config = Open();
             m_disk = {SFile{row.overlay, row.overlay}, SFile{"", "", false}};
         }
         if (row.meanwhile) {
-            row.meanwhile(m_unit);
-            m_disk[0] = {m_unit.Text("data/config/unit.json"), "", false};
+            row.meanwhile();
+            m_disk[0] = {TextOf(Overlay), "", false};
         }
     }
 
@@ -167,33 +164,33 @@ protected:
     /// Returns whether there was one.
     bool Refuse(int nth, int error, bool isLasting, int crashes) {
         SetUp();
-        const std::string before = m_unit.State();
-        const std::string answers = m_config ? Answers(*m_config) : "";
-        const long descriptors = CountDescriptors();
+        const Json::Value before = State();
+        const Json::Value answers = m_config ? Answers(*m_config) : Json::Value();
+        const int descriptors = CountDescriptors();
         bool isDone = true;
         TCalls calls;
         const auto refuse = [&](const SCall& call) {
-            if (call.name == "inotify_init1" || (error == DoLess && call.name != "pwrite"))
-                return Fast(call);
-            return nth-- == 0 || (isLasting && nth < 0) ? error : Fast(call);
+            const bool isOther = call.name == "inotify_init1" ||
+                                 (error == DoLess && call.name != "pwrite") ||
+                                 (error == EINTR && call.name == "stat");
+            return !isOther && (nth-- == 0 || (isLasting && nth < 0)) ? error : Fast(call);
         };
         try {
-            Record(calls, refuse,
-                   [&] { GetParam().change(m_config ? *m_config : *m_unit.Open()); });
+            Record(calls, refuse, [&] { GetParam().change(m_config ? *m_config : *Open()); });
         } catch (const std::exception&) {
             isDone = false;
         }
-        const std::string after = isDone ? GetParam().after : before;
+        const Json::Value wanted = Parse(GetParam().after), after = isDone ? wanted : before;
         EXPECT_TRUE(isDone || error == EIO);
-        EXPECT_TRUE(m_unit.State() == after || (isLasting && !isDone)) << m_unit.State();
+        EXPECT_TRUE(State() == after || (isLasting && !isDone)) << State();
         EXPECT_TRUE(isDone || !m_config || Answers(*m_config) == answers);
         EXPECT_EQ(CountDescriptors(), descriptors);
-        CrashEverywhere(m_disk, calls, {before, GetParam().after},
-                        isDone ? TWhole{after} : TWhole{before, GetParam().after}, crashes);
+        CrashEverywhere(m_disk, calls, {before, wanted},
+                        isDone ? TWhole{after} : TWhole{before, wanted}, crashes);
         return nth < 0;
     }
 
-    const CUnit m_unit;
+    const CTestFolder m_folder;
     const CHooked m_fast;
     std::shared_ptr<Tamsel::Extras::CSafeConfig> m_config;
     TDisk m_disk;
