@@ -17,11 +17,13 @@ constexpr TKey<std::uint16_t> Mtu{"mtu", 1500};
 constexpr TKey<unsigned> Starts{"starts", 0};
 constexpr TKey<std::int64_t> LastStart{"last_start", 0};
 
-/// Renames an overlay that cannot be read, so that the device runs with its defaults.
+/// Renames an overlay that does not parse, so that the device runs with its defaults.
 static std::shared_ptr<CSafeConfig> OpenOrRename(const std::string& root) {
     (void)Tamsel::CreateStaticOnly("network", root);  // throws if the defaults are the broken file
     try {
         return Open("network", root);
+    } catch (const Tamsel::CAccessDenied&) {
+        throw;  // the content is not the problem
     } catch (const std::exception& error) {
         std::cerr << "renaming the overlay: " << error.what() << std::endl;
         const std::string overlay = root + "data/config/network.json";

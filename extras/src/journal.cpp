@@ -56,8 +56,9 @@ template <typename... TTexts>
 std::uint64_t Checksum(const TTexts&... texts) {
     std::uint64_t hash = 14695981039346656037U;
     for (const std::string* const text : {&texts...}) {
-        for (const char byte : *text)
+        for (const char byte : *text) {
             hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
+        }
     }
     return hash;
 }
@@ -178,7 +179,7 @@ void CreateEmpty(const std::string& path) {
 /// Returns the path of the journal, which then exists. A document that is missing beside an
 /// existing journal stays missing: that tells what to do with what the journal holds.
 std::string EnsureJournal(const std::string& path) {
-    const std::string journal = JournalOf(path);
+    std::string journal = JournalOf(path);
     if (!IsMissing(journal)) return journal;
     if (IsMissing(path)) CreateEmpty(path);
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;

@@ -113,7 +113,7 @@ void CSafeConfigImpl::Reload() {
 void CSafeConfigImpl::Erase() {
     const CChangeLock lock(*this, m_lockLimit);
     const std::string nothing = PrintText({});
-    m_stream->Update([&](const std::string&) { return nothing; });
+    m_stream->Update([&](const std::string& /*text*/) -> std::string { return nothing; });
     Adopt(nothing);
 }
 
