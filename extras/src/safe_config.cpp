@@ -112,8 +112,8 @@ void CSafeConfigImpl::Reload() {
 
 void CSafeConfigImpl::Erase() {
     const CChangeLock lock(*this, m_lockLimit);
-    const std::string nothing = PrintText({});
-    m_stream->Update([&](const std::string& /*text*/) -> std::string { return nothing; });
+    std::string nothing = PrintText({});
+    m_stream->Update([&](const std::string&) { return nothing; });
     Adopt(nothing);
 }
 
