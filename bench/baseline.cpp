@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "baseline.h"
 
+#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -52,6 +53,45 @@ const Json::Value* Find(const SLayers& layers, const std::string& key) {
     const Json::Value* const stored = Find(layers.overlay, key);
     return stored != nullptr ? stored : Find(layers.defaults, key);
 }
+
+/// An open file with its lock.
+class CLockedFile {
+public:
+    CLockedFile(const std::string& path, int lock)
+        : m_descriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
+        if (flock(m_descriptor, lock) != 0) throw std::runtime_error("cannot lock " + path);
+    }
+    ~CLockedFile() {
+        (void)flock(m_descriptor, LOCK_UN);
+        (void)close(m_descriptor);
+    }
+    CLockedFile(const CLockedFile&) = delete;
+    CLockedFile& operator=(const CLockedFile&) = delete;
+
+    std::string Read() const {
+        std::string text;
+        char buffer[4096];
+        ssize_t count = 0;
+        while ((count = pread(m_descriptor, buffer, sizeof buffer,
+                              static_cast<off_t>(text.size()))) > 0) {
+            text.append(buffer, static_cast<std::size_t>(count));
+        }
+        return text;
+    }
+
+    void Write(const std::string& text) const {
+        if (pwrite(m_descriptor, text.data(), text.size(), 0) < 0 ||
+            ftruncate(m_descriptor, static_cast<off_t>(text.size())) != 0 ||
+            fdatasync(m_descriptor) != 0 || Read() != text) {
+            throw std::runtime_error("cannot write");
+        }
+    }
+
+    void Synchronize() const { (void)fdatasync(m_descriptor); }
+
+private:
+    const int m_descriptor;
+};
 
 }  // namespace
 
@@ -129,6 +169,18 @@ void Write(const std::string& path, const std::string& text) {
     (void)flock(descriptor, LOCK_UN);
     (void)std::fclose(file);
     if (!isEmpty || !isTaken) throw std::runtime_error("cannot write " + path);
+}
+
+void WriteJournalled(const std::string& path, const std::string& text) {
+    (void)CLockedFile(path + ".journal", LOCK_SH).Read();
+    (void)CLockedFile(path, LOCK_SH).Read();
+    const CLockedFile journal(path + ".journal", LOCK_EX);
+    const CLockedFile file(path, LOCK_EX);
+    const std::string old = journal.Read() + file.Read();
+    file.Synchronize();
+    journal.Write(text + old);
+    file.Write(text);
+    journal.Write("");
 }
 
 CWatch::CWatch(const std::string& path) : m_descriptor(inotify_init1(IN_NONBLOCK)) {

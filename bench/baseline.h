@@ -53,6 +53,11 @@ BASELINE_API std::string Print(const Json::Value& root);
 /// Opens, locks, truncates, writes, flushes, synchronises, unlocks and closes.
 BASELINE_API void Write(const std::string& path, const std::string& text);
 
+/// Read the journal and the file under shared locks; lock both exclusively, read them again and
+/// synchronise the file; write, synchronise and read back the journal, the file, and the journal
+/// emptied; unlock.
+BASELINE_API void WriteJournalled(const std::string& path, const std::string& text);
+
 /// An inotify descriptor that watches one file.
 class BASELINE_API CWatch {
 public:

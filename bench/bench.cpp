@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
+#include <tamsel/extras/crash_safe_file_stream.h>
+#include <tamsel/extras/open.h>
 #include <tamsel/tamsel.h>
 
 #include <algorithm>
@@ -265,6 +267,84 @@ void CompareSet(State& state, const std::string& root) {
             "Set writes as many bytes, and the new value");
 }
 
+/// An overlay of the sample on disk that `config` changes.
+struct SOverlay {
+    SOverlay(const State& state, const std::string& name)
+        : path(OverlayPath(diskFolder, name)),
+          text(WriteMap(path, Sample::SMaps(KeyCount(state)).defaults)) {}
+
+    /// Returns the duration of a `Set` in seconds.
+    double TimeSet() {
+        return Time([this] { config->Set(Sample::IntKey, ++value); });
+    }
+
+    /// The last value must be in a file that anyone can read, and the journal empty.
+    void RequireStored() const {
+        Require(!Tamsel::Extras::IsInterrupted(path), "the journal is empty");
+        std::string stored;
+        Require(Tamsel::ReadFile(path, stored), "the file can be read");
+        Require(Baseline::Parse(stored)[Sample::IntKey] == value, "the file has the last value");
+    }
+
+    const std::string path;
+    const std::string text;
+    std::shared_ptr<Tamsel::IConfig> config;
+    int value = 1000000;
+};
+
+void CompareJournalledSet(State& state) {
+    const SOverlay baseline(state, "baseline");
+    SOverlay ours(state, "journalled");
+    ours.config = Tamsel::Extras::Open("journalled", diskFolder);
+    Compare(
+        state, 1,
+        [&] { return Time([&] { Baseline::WriteJournalled(baseline.path, baseline.text); }); },
+        [&] { return ours.TimeSet(); });
+    ours.RequireStored();
+}
+
+void CompareSets(State& state) {
+    SOverlay plain(state, "plain");
+    plain.config = Tamsel::Create("plain", diskFolder);
+    SOverlay journalled(state, "journalled");
+    journalled.config = Tamsel::Extras::Open("journalled", diskFolder);
+    Compare(
+        state, 1, [&] { return plain.TimeSet(); }, [&] { return journalled.TimeSet(); });
+    plain.RequireStored();
+    journalled.RequireStored();
+}
+
+void CompareTransact(State& state) {
+    SOverlay overlay(state, "transact");
+    const TMap map = Sample::SMaps(KeyCount(state)).defaults;
+    const auto config = Tamsel::Extras::Open("transact", diskFolder);
+    overlay.config = config;
+    const auto change = [&](Tamsel::IConfig& draft) {
+        ++overlay.value;
+        auto entry = map.begin();
+        for (int i = 0; i < 100; ++i) draft.Set((entry++)->first, overlay.value);
+    };
+    Compare(
+        state, 1, [&] { return overlay.TimeSet(); },
+        [&] { return Time([&] { config->Transact(change); }); });
+    overlay.RequireStored();
+}
+
+/// While nobody else writes, `Write`, which merges, costs hardly more than `Update`, which does
+/// not.
+void CompareMerge(State& state) {
+    std::string text = Baseline::Print(Sample::ToJson(Sample::SMaps(KeyCount(state)).defaults));
+    Tamsel::Extras::CCrashSafeFileStream replaced(OverlayPath(tmpfsFolder, "replaced"));
+    Tamsel::Extras::CCrashSafeFileStream merged(OverlayPath(tmpfsFolder, "merged"));
+    const auto replace = [&] { replaced.Update([&](const std::string&) { return text; }); };
+    const auto merge = [&] { (void)merged.Write(text); };
+    const auto first = [&] {
+        text += '\n';
+        return Time(replace);
+    };
+    Compare(state, 1, first, [&] { return Time(merge); });
+}
+
 void CompareHasChanged(State& state) {
     constexpr int Count = 1000;
     const std::string path = OverlayPath(tmpfsFolder, "watch");
@@ -341,6 +421,12 @@ void AddFiles() {
     AddSizes("Set, its text only", CompareText);
     AddSizes("Set on tmpfs", [](State& state) { CompareSet(state, tmpfsFolder); });
     AddSizes("Set on disk", [](State& state) { CompareSet(state, diskFolder); });
+    AddSizes("journalled Set on disk", CompareJournalledSet);
+    AddSizes("journalled Set against Set on disk", CompareSets);
+    Add("Transact of 100 against journalled Set", CompareTransact)
+        ->RangeMultiplier(10)
+        ->Range(100, 10000);
+    AddSizes("merge, nobody else wrote", CompareMerge);
     Add("HasChanged, idle", CompareHasChanged)->Arg(1000);
     Add("heap bytes a key", CompareHeap)->Iterations(1)->Arg(1000)->Arg(10000);
 }

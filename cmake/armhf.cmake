@@ -7,5 +7,5 @@ set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 # Debian installs foreign libraries beside the native ones, under the same root.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/arm-linux-gnueabihf/pkgconfig:/usr/share/pkgconfig)
-# GCC tells how calls differ from those of version 6 and before; nothing here is that old.
+# Silences GCC's notes on the calling convention, which changed in GCC 7.1.
 add_compile_options(-Wno-psabi)

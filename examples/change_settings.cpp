@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Changes a configuration, one command a run, and tells what its callback was told:
+// Changes a configuration, one command a run, and prints what its callback is called with:
 //   change_settings ROOT set KEY JSON | restore KEY | erase
 #include <iostream>
 #include <sstream>
@@ -12,8 +12,8 @@
 namespace {
 
 // [callback]
-void Tell(const std::string& key, const Json::Value& newValue) {
-    std::cout << "told that " << key << " is now " << newValue << '\n';
+void PrintChange(const std::string& key, const Json::Value& newValue) {
+    std::cout << "callback: " << key << " is now " << newValue << '\n';
 }
 // [/callback]
 
@@ -41,8 +41,8 @@ int main(int argc, char** argv) {
     if (argc < 3) return 2;
     try {
         // [open]
-        // What is read here is as fresh as a Reload: the change follows at once.
-        const auto config = Tamsel::Create("network", argv[1], Tell);
+        // Reads the overlay now, so the change below needs no Reload.
+        const auto config = Tamsel::Create("network", argv[1], PrintChange);
         // [/open]
         return Change(*config, {argv + 2, argv + argc}) ? 0 : 2;
     } catch (const std::exception& error) {

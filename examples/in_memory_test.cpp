@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Tests code of your own without a file: the configuration stands over documents in memory, and the
-// "disk" refuses a write when it is told to.
+// Tests code of your own without a file: the configuration uses documents in memory, and the "disk"
+// fails on request.
 #include <iostream>
 #include <memory>
 
+#include <tamsel/extras/memory_stream.h>
 #include <tamsel/tamsel.h>
-
-#include "memory_stream.h"
 
 namespace {
 
 // [code]
-/// The code under test: takes the next of three speeds, and tells whether it will outlast a
-/// restart.
+/// The code under test: sets the next of three speeds. Returns whether it will survive a restart.
 bool SpeedUp(Tamsel::IConfig& config) {
     const int speed = config.Get("speed", 1);
     try {
@@ -33,17 +31,17 @@ bool Check(bool isTrue, const char* claim) {
 
 int main() {
     // [test]
-    const auto defaults = std::make_shared<CMemoryStream>(R"({"speed": 3})");
-    const auto overlay = std::make_shared<CMemoryStream>();
+    const auto defaults = std::make_shared<Tamsel::Extras::CMemoryStream>(R"({"speed": 3})");
+    const auto overlay = std::make_shared<Tamsel::Extras::CMemoryStream>();
     Tamsel::COverlayedConfig config(defaults, overlay, {});
 
     bool isGood = Check(SpeedUp(config), "a change is kept");
-    isGood &= Check(config.Get("speed", 0) == 1, "after the fastest comes the slowest");
+    isGood &= Check(config.Get("speed", 0) == 1, "the slowest follows the fastest");
     isGood &= Check(overlay->text == "{\n\t\"speed\" : 1\n}", "only the change is written");
 
-    overlay->isNextRefused = true;
+    overlay->failNext = true;
     isGood &= Check(!SpeedUp(config), "a full disk is noticed");
-    isGood &= Check(config.Get("speed", 0) == 2, "and the device goes on with the new speed");
+    isGood &= Check(config.Get("speed", 0) == 2, "and the device continues at the new speed");
     return isGood ? 0 : 1;
     // [/test]
 }

@@ -198,14 +198,15 @@ private:
     bool m_isOpen = false;    // a writer may be inside
 };
 
-CConfigWatcher::CConfigWatcher(std::shared_ptr<CSafeConfig> config)
+CConfigWatcher::CConfigWatcher(const std::shared_ptr<CSafeConfig>& config)
     : m_impl(std::make_unique<CImpl>(CanonicalPath(ImplementationOf(*config).OverlayPath()),
                                      ImplementationOf(*config).Defaults())) {
     m_impl->Follow(config);
 }
 
 CConfigWatcher::CConfigWatcher(const std::string& name, const std::string& rootPath,
-                               const std::string& subDirectory, std::shared_ptr<IConfig> config)
+                               const std::string& subDirectory,
+                               const std::shared_ptr<IConfig>& config)
     : m_impl(std::make_unique<CImpl>(CanonicalPath(FileIn("data", name, rootPath, subDirectory)),
                                      ReadDefaults(FileIn("etc", name, rootPath, subDirectory)))) {
     if (config) {

@@ -66,7 +66,7 @@ const char* Problem(const Json::Value& value, int levels) {
 }  // namespace
 
 std::shared_ptr<CMemoryStream> StreamOf(const std::string& text, const std::string& path) {
-    const auto stream = std::make_shared<CMemoryStream>(text);
+    auto stream = std::make_shared<CMemoryStream>(text);
     stream->path = path;
     return stream;
 }

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "document_text.h"
 #include "system.h"
@@ -20,7 +21,8 @@ namespace {
 
 using TLimit = std::chrono::milliseconds;
 
-const std::string Magic = "tamsel-journal-1";
+// A constant of the program, not of its start: a static object of a user may open a configuration.
+constexpr std::string_view Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
 
@@ -54,8 +56,9 @@ template <typename... TTexts>
 std::uint64_t Checksum(const TTexts&... texts) {
     std::uint64_t hash = 14695981039346656037U;
     for (const std::string* const text : {&texts...}) {
-        for (const char byte : *text)
+        for (const char byte : *text) {
             hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
+        }
     }
     return hash;
 }
@@ -68,7 +71,7 @@ void AppendNumber(std::string& text, std::uint64_t number) {
 
 /// A line with the sizes and the checksum, then both texts.
 std::string Encode(const std::string& newText, const std::string& oldText) {
-    std::string journal = Magic;
+    std::string journal(Magic);
     AppendNumber(journal, newText.size());
     AppendNumber(journal, oldText.size());
     AppendNumber(journal, Checksum(journal, newText, oldText));
@@ -177,7 +180,7 @@ void CreateEmpty(const std::string& path) {
 /// that is missing beside an existing journal stays missing: that tells what to do with what the
 /// journal holds.
 std::string EnsureJournal(const std::string& path) {
-    const std::string journal = JournalOf(path);
+    std::string journal = JournalOf(path);
     if (!IsMissing(journal)) return journal;
     if (IsMissing(path)) CreateEmpty(path);
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC;

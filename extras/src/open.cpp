@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <tamsel/extras/open.h>
 
-#include <utility>
-
 #include <tamsel/errors.h>
 
 #include "journal.h"
@@ -12,7 +10,7 @@
 namespace Tamsel::Extras {
 
 std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& rootPath,
-                                  const std::string& subDirectory, TChangeCallback callback,
+                                  const std::string& subDirectory, const TChangeCallback& callback,
                                   std::chrono::milliseconds lockLimit) {
     const std::string path = FileIn("etc", name, rootPath, subDirectory);
     const auto defaults =
@@ -25,8 +23,9 @@ std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& ro
 }
 
 std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& rootPath,
-                                  TChangeCallback callback, std::chrono::milliseconds lockLimit) {
-    return Open(name, rootPath, DefaultSubDirectory, std::move(callback), lockLimit);
+                                  const TChangeCallback& callback,
+                                  std::chrono::milliseconds lockLimit) {
+    return Open(name, rootPath, DefaultSubDirectory, callback, lockLimit);
 }
 
 }  // namespace Tamsel::Extras

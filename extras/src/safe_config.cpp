@@ -112,7 +112,7 @@ void CSafeConfigImpl::Reload() {
 
 void CSafeConfigImpl::Erase() {
     const CChangeLock lock(*this, m_lockLimit);
-    const std::string nothing = PrintText({});
+    std::string nothing = PrintText({});
     m_stream->Update([&](const std::string&) { return nothing; });
     Adopt(nothing);
 }

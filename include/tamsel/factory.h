@@ -20,19 +20,21 @@
 /// `Create` uses both; `CreateStaticOnly` only the defaults, always in the sub-directory "config".
 ///
 /// Paths are concatenated as plain text and not checked. `rootPath` is a prefix and needs a
-/// trailing slash: "/opt/unit" would read "/opt/unitetc/config/...". If it is empty, the paths are
-/// relative to the working directory of each file operation: a program that changes it later writes
-/// a different file than it watches.
+/// trailing slash: "/opt/unit" would read "/opt/unitetc/config/...". If it is empty or relative, so
+/// are the paths, to the working directory of each file operation: a program that changes it later
+/// writes a different file than it watches.
 ///
 /// Each call creates a new, independent object. All functions are thread-safe.
 ///
 /// \warning A directory, or a file that cannot be opened because the process is out of file
-/// descriptors, reads as a file without keys.
+/// descriptors, reads as a file without keys. (`Create` throws if there is no descriptor for its
+/// inotify instance either.)
 ///
-/// \warning Whether a file exists and is readable is checked for the real UID, but the file is
-/// opened with the effective UID. In a set-user-ID program, a file that the effective user cannot
-/// open reads as one without keys, and an overlay that the real user cannot see is truncated to
-/// zero length. Set both UIDs to the same user before calling these functions.
+/// \warning Whether a file exists and is readable is checked for the real UID and GID, but the file
+/// is opened with the effective ones. In a set-user-ID program, a defaults file that the effective
+/// user cannot open reads as one without keys, such an overlay throws `CInotifyHandlingError`, and
+/// an overlay that the real user cannot see is truncated to zero length. Set both to the same user
+/// before calling these functions.
 
 namespace Tamsel {
 
@@ -44,7 +46,7 @@ extern TAMSEL_API const std::string DefaultSubDirectory;
 
 /// Reads the defaults file, `rootPath` + "etc/config/" + `name` + ".json", once and returns a
 /// configuration with its values. Does not create, write or watch anything. A missing file, an
-/// empty one, and one that contains `null` result in a configuration without keys.
+/// empty one, and one whose top level is `null` result in a configuration without keys.
 ///
 /// \throws CAccessDenied the file exists and is not readable
 /// \throws CInvalidConfig the text does not parse
@@ -68,8 +70,8 @@ TAMSEL_API std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& 
 ///
 /// \throws CAccessDenied a file exists and is not readable, or the overlay is missing and cannot be
 /// created
-/// \throws CInotifyHandlingError no inotify instance or watch is available; each object uses one
-/// instance, and Linux limits a user to 128 by default
+/// \throws CInotifyHandlingError the inotify instance or the watch cannot be created; each object uses
+/// one instance, and Linux limits a user to 128 by default
 /// \throws CInvalidConfig the text of either file does not parse
 /// \throws Json::Exception jsoncpp rejects either document, see `JsonUtil::ReadConfig`
 /// @{

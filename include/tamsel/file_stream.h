@@ -40,21 +40,23 @@ private:
 ///
 /// Thread-safe, but threads that call `HasChanged` concurrently share the notifications.
 ///
-/// \warning The watch follows the file, not its name. Deleting the file, or replacing it by a
-/// rename as `sed -i`, `mv` and most editors do, ends it permanently: `HasChanged` then always
-/// returns false, while the other operations use whatever the path names. Writing in place, as
-/// `Write`, `cp`, `tee` and shell redirection do, keeps it.
+/// \warning The watch follows the file, not its name. After a deletion, or a replacement by rename
+/// as `sed -i`, `mv` and most editors do, `HasChanged` reports writes to the old file only, and
+/// nothing once that has neither a name nor an open descriptor; the other operations use whatever
+/// the path names. Writing in place, as `Write`, `cp`, `tee` and shell redirection do, keeps the
+/// watch.
 ///
-/// \warning The inotify descriptor is inherited. A program started by `exec` has no use for it. A
-/// child of `fork` shares it: there, `HasChanged` consumes the parent's notifications, and
-/// destroying the stream ends the parent's watch. Leave such a child by `exec` or `_exit`.
+/// \warning The inotify descriptor is inherited. A program started by `exec` keeps the
+/// instance, which counts towards the user's limit, until it exits. A child of `fork` shares it:
+/// there, `HasChanged` consumes the parent's notifications, and destroying the stream ends the
+/// parent's watch. Leave such a child by `exec` or `_exit`.
 class TAMSEL_API CFileStream : public IFileStream {
 public:
     /// Creates the file, empty, if nothing exists at `path` (mode 0666 less the umask; a missing
     /// directory is not created), and starts watching it. A file that is readable but not writable
-    /// is accepted: `Write` then returns false. A directory is accepted, but after a file is
-    /// created in it, `HasChanged` throws. If the constructor throws, no descriptor stays open, but
-    /// a file that it created remains.
+    /// is accepted: `Write` then returns false. A directory is accepted, but after a file in
+    /// it is created or modified, every `HasChanged` throws. If the constructor throws, no
+    /// descriptor stays open, but a file that it created remains.
     ///
     /// \warning A file that someone else creates and fills between the check and the creation is
     /// truncated to zero length, and so is one that the effective user can write but the real user
@@ -62,7 +64,7 @@ public:
     ///
     /// \throws CAccessDenied the file is missing and cannot be created, or is not readable by the
     /// real user of this process
-    /// \throws CInotifyHandlingError no inotify instance or watch is available
+    /// \throws CInotifyHandlingError the inotify instance or the watch cannot be created
     explicit CFileStream(const std::string& path);
 
     ~CFileStream() override;

@@ -6,10 +6,11 @@
 #include <tamsel/export.h>
 
 /// \file
-/// Operations on whole files by path. They are thread-safe, open the file on each call and close it
-/// before returning, report success by their result, and do not throw on file errors. Paths are
-/// passed to the system unchanged, up to the first NUL; symbolic links are followed. When out of
-/// memory, they throw `std::bad_alloc`, or `ReadFile` truncates what it reads.
+/// Operations on whole files by path. They are thread-safe, report success by their result, and do
+/// not throw on file errors. Those that read, write or get the size open the file on each call and
+/// close it before returning. Paths are passed to the system unchanged, up to the first NUL;
+/// symbolic links are followed. When out of memory, they throw `std::bad_alloc`, or `ReadFile`
+/// truncates what it reads. `ReadFile` and `GetSize` of a FIFO block until a writer opens it.
 
 namespace Tamsel {
 
@@ -17,8 +18,9 @@ namespace Tamsel {
 /// `IsReadable`).
 TAMSEL_API bool Exists(const std::string& path);
 
-/// Returns true if this process is permitted to read the file. The kernel checks the real UID, not
-/// the effective one: in a set-user-ID program, the result is about the user who started it.
+/// Returns true if this process is permitted to read the file. The kernel checks the real UID and
+/// GID, not the effective ones: in a set-user-ID program, the result is about the user who started
+/// it.
 TAMSEL_API bool IsReadable(const std::string& path);
 
 /// Returns true if this process is permitted to read and to write the file, as in `IsReadable`.
@@ -37,8 +39,9 @@ TAMSEL_API bool ReadFile(const std::string& path, std::string& content);
 ///
 /// Rewrites the file in place, which keeps its inode, owner, mode and all watches on it. Holds an
 /// exclusive lock (`flock`) from before the truncation until after the synchronisation to storage,
-/// so calls for one file, from any thread or process, are serialised. Blocks indefinitely until it
-/// has the lock. The lock is advisory: it excludes only those who take it too.
+/// so calls for one file, from any thread or process, are serialised. Blocks indefinitely while the
+/// file is locked through any other descriptor, one of this process included: do not call it while
+/// you lock the file yourself. The lock is advisory: it excludes only those who take it too.
 ///
 /// Returns false with the file unchanged (a missing one may have been created, empty) if it cannot
 /// be opened, locked or truncated; a signal whose handler was installed without `SA_RESTART`
@@ -59,8 +62,8 @@ TAMSEL_API bool ReadFile(const std::string& path, std::string& content);
 TAMSEL_API bool WriteFile(const std::string& path, const std::string& content);
 
 /// Stores the size of the file in `size`, in bytes modulo 2^32; 4294967295 for anything without a
-/// size, such as a directory or a pipe. Returns true if the file could be opened for reading; if
-/// not, `size` is unchanged.
+/// size, such as a pipe; for a directory, whatever its file system reports. Returns true if the
+/// file could be opened for reading; if not, `size` is unchanged.
 TAMSEL_API bool GetSize(const std::string& path, unsigned int& size);
 
 }  // namespace Tamsel

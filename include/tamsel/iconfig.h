@@ -32,13 +32,15 @@ public:
     /// \warning A string literal, like any other pointer, selects the `bool` overload without a
     /// compiler warning: `Get("name", "eth0")` expects a boolean. Pass a `std::string`.
     ///
-    /// \warning Types narrower than `int`, such as `char`, and unscoped enumerations select `int`.
-    /// `long` is ambiguous: `int64_t` compiles on 32-bit ARM, where it is `long long`, but not on
-    /// 64-bit Linux, where it is `long`. For both, pass a parameter type itself, for example `5LL`.
+    /// \warning Integers narrower than `int`, such as `char`, select `int`, and an unscoped
+    /// enumeration selects the type that it promotes to. `long` is ambiguous: `int64_t` compiles on
+    /// 32-bit ARM, where it is `long long`, but not on 64-bit Linux, where it is `long`. To compile
+    /// on both, pass a parameter type itself, for example `5LL`.
     ///
     /// \throws CTypeError the stored value has another type; never from the `Json::Value` overload
-    /// \throws std::system_error only from an overlayed configuration: the calling thread already
-    /// holds its lock, because it runs this configuration's change callback
+    /// \throws std::system_error only from an overlayed configuration, with glibc: the calling thread
+    /// already holds its lock, because it runs the change callback or a stream of this
+    /// configuration
     virtual bool Get(const std::string& key, bool defaultValue) const = 0;
 
     /// \name Overloads of Get
@@ -80,13 +82,13 @@ public:
 /// process wrote since this object last read the file. If several processes change one
 /// configuration, call `Reload` immediately before each change; even then, the last writer wins.
 /// See `WriteFile` for what a power failure or a full disk does to the file, and
-/// `JsonUtil::WriteConfig` for which of its text a rewrite keeps.
+/// `JsonUtil::WriteConfig` for which comments a rewrite keeps.
 class TAMSEL_API IConfig : public IReadOnlyConfig {
 public:
     /// Sets `key` to `value`: stores it in the overlay in memory, calls the change callback, then
     /// writes and synchronises the file. Until it returns, other threads' calls on this object
-    /// block, except `HasChanged` and `GetOverlayedFileSize`. Blocks indefinitely while anyone else
-    /// holds the file's lock.
+    /// block, except `HasChanged` and `GetOverlayedFileSize`. Blocks indefinitely while the file
+    /// is locked through any other descriptor, one of this process included.
     ///
     /// Does nothing, neither callback nor write, if the overlay stores an equal value, or if the
     /// key is not overridden and its default is equal. An overridden key that is set to its default
@@ -104,14 +106,15 @@ public:
     /// \warning `Json::nullValue` is an enumerator and stores 0; pass `Json::Value()`. `{1, 2}`
     /// selects `std::string` and stores two characters.
     ///
-    /// \warning An infinity, or more than 998 nested arrays or objects, can be written but not read
-    /// again: the file no longer parses. A NaN is written as `null`. Text that is not UTF-8, keys
-    /// included, is written as other characters and can corrupt those next to it.
+    /// \warning An infinity, or a value in more than 998 nested arrays or objects, can be written
+    /// but not read again: the file no longer parses. A NaN is written as `null`. Text that is not
+    /// UTF-8, keys included, is written as other characters and can corrupt those next to it.
     ///
     /// \throws CInvalidConfig the file cannot be opened, locked, truncated or written; the callback
     /// was called
     /// \throws std::system_error as `Get`; nothing has changed
-    /// \throws any exception of the callback; nothing was written
+    ///
+    /// An exception of the callback propagates, and nothing was written.
     virtual void Set(const std::string& key, bool value) = 0;
 
     /// \name Overloads of Set
@@ -149,10 +152,10 @@ public:
     /// again, and does not call the change callback. Changes that are only in memory, after a
     /// failed write, are lost.
     ///
-    /// Takes no file lock. During a write by another process, the file may be empty, which reads as
-    /// an overlay without keys and is not an error; or truncated, which throws; or, during two
-    /// consecutive writes, begun by one and ended by the other, which may even parse. Unless that
-    /// writer dies during the write, a later `HasChanged` returns true.
+    /// Takes no file lock. During a write by another process or object, the file may be empty,
+    /// which reads as an overlay without keys and is not an error; or truncated, which throws; or,
+    /// during two consecutive writes, begun by one and ended by the other, which may even parse.
+    /// Unless that writer dies during the write, a later `HasChanged` returns true.
     ///
     /// \warning A file that cannot be opened, for example because the process is out of file
     /// descriptors, also reads as empty. The next change then writes an overlay without the former

@@ -55,11 +55,11 @@ TAMSEL_API Json::Value GetValueAsType(const std::string& key, const Json::Value&
 /// Reads a configuration file and returns the members of its top-level object, each with a copy of
 /// its whole value. `stream` must not be null.
 ///
-/// A document that cannot be opened, is empty, or contains `null` is a configuration without keys.
-/// White space alone does not parse. The parser is jsoncpp's with its default settings. It accepts
-/// trailing commas, and comments in most places (not in an empty array, after the trailing comma of
-/// an array, or between a name and its colon). A repeated member has its last value. Text after the
-/// first value is ignored.
+/// A document that cannot be opened, is empty, or has `null` as its top level is a configuration
+/// without keys. White space or comments alone do not parse. The parser is jsoncpp's with its
+/// default settings. It accepts trailing commas, and comments in most places (not in an empty
+/// array, after the trailing comma of an array, or between a name and its colon). A repeated member
+/// has its last value. Text after the first value is ignored.
 ///
 /// \warning A C++ global locale with a decimal comma changes how jsoncpp reads numbers: 2.5 can
 /// fail to parse or lose its fraction, and where the point separates thousands, 1.500 can become

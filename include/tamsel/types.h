@@ -14,10 +14,10 @@
 
 namespace Tamsel {
 
-/// The types that a stored value can be checked against. Each is defined by a predicate of jsoncpp,
-/// so a number has every numeric type whose range contains its value, however it was written: 5 is
-/// a `Uint32`, `Uint64`, `Int32`, `Int64`, `Float` and `Double`, and so is 3.0; 2.5 is a `Float`
-/// and a `Double` only. A boolean is not a number, and neither is the string "5".
+/// The types that a stored value can be checked against. Each but `Any` is defined by a predicate
+/// of jsoncpp, so a number has every numeric type whose range contains its value, however it was
+/// written: 5 is a `Uint32`, `Uint64`, `Int32`, `Int64`, `Float` and `Double`, and so is 3.0; 2.5
+/// is a `Float` and a `Double` only. A boolean is not a number, and neither is the string "5".
 ///
 /// The enumerators' values are part of the binary interface. A value outside 0 to 8 is not a type.
 enum class EDataType : unsigned int {
@@ -45,9 +45,9 @@ using TConfigMap = std::map<std::string, Json::Value>;
 /// while the configuration is locked exclusively. An exception propagates to the caller of `Set`,
 /// see there.
 ///
-/// \warning The callback must not call the configuration that called it, not even to read: with
-/// glibc that throws `std::system_error`, elsewhere it can block indefinitely. Nor must it wait for
-/// another thread that does so.
+/// \warning The callback must not call the configuration that called it, not even to read: a
+/// function that takes its lock throws `std::system_error` with glibc, and can block indefinitely
+/// elsewhere. Nor must it wait for another thread that does so.
 using TChangeCallback = std::function<void(const std::string& key, const Json::Value& newValue)>;
 
 }  // namespace Tamsel

@@ -4,7 +4,7 @@
 #include <tamsel/export.h>
 
 /// \file
-/// The version of these headers. The build, the packages and the tool take theirs from here.
+/// The version of these headers; the library and the tool take theirs from here.
 
 /// Raised when programs built before would break; also the library's SOVERSION.
 #define TAMSEL_VERSION_MAJOR 0

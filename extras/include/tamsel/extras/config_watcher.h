@@ -31,16 +31,16 @@ class CConfigWatcher {
 public:
     /// The value of one key, before and after; none while `Get` returns the caller's default.
     struct SChange {
-        std::string key;
-        std::optional<Json::Value> before;
-        std::optional<Json::Value> after;
+        std::string key;                    ///< of the top level
+        std::optional<Json::Value> before;  ///< as the previous `Changes` left it
+        std::optional<Json::Value> after;   ///< as in `Values`
     };
 
     /// Follows `config`, shares its ownership, and updates it: there is no need to call `Reload`.
     /// Its own changes are reported too. Must not be null.
     ///
     /// \throws CInotifyHandlingError inotify is not available
-    explicit CConfigWatcher(std::shared_ptr<CSafeConfig> config);
+    explicit CConfigWatcher(const std::shared_ptr<CSafeConfig>& config);
 
     /// Follows the configuration with these files, as for `Create`. Creates nothing: the overlay
     /// and its directory can be missing. Reloads `config`, if it is not null, when the overlay has
@@ -52,7 +52,7 @@ public:
     /// \throws CInvalidConfig, Json::Exception the defaults file does not parse
     explicit CConfigWatcher(const std::string& name, const std::string& rootPath = DefaultRootPath,
                             const std::string& subDirectory = DefaultSubDirectory,
-                            std::shared_ptr<IConfig> config = nullptr);
+                            const std::shared_ptr<IConfig>& config = nullptr);
 
     ~CConfigWatcher();
     CConfigWatcher(const CConfigWatcher&) = delete;

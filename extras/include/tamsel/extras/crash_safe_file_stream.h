@@ -81,7 +81,7 @@ public:
     /// Replaces the text with what `change` returns for the current one, under the lock: no other
     /// process or thread changes the file in between. `change` must not use this file otherwise.
     ///
-    /// \throws any exception of `change`, and nothing has changed; or as `Write`
+    /// Throws as `Write`. An exception of `change` propagates, and nothing has changed.
     void Update(const std::function<std::string(const std::string& text)>& change);
 
     /// Returns true if anyone, this object included, wrote, replaced, removed or created the file
@@ -95,6 +95,7 @@ public:
 protected:
     /// The text that this object last read or wrote, to which `Write` takes the difference.
     std::string KnownText() const;
+    /// Sets the text that `KnownText` returns.
     void SetKnownText(const std::string& text);
 
 private:

@@ -24,6 +24,7 @@ constexpr std::chrono::milliseconds NoTimeLimit = std::chrono::milliseconds::max
 /// indefinitely, in your own thread too.
 class CFileLock {
 public:
+    /// How to open and lock.
     enum class EMode {
         Shared,    ///< opens for reading; any number of shared locks at once
         Exclusive  ///< opens for reading and writing; no other lock at the same time

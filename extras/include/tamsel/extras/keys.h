@@ -54,7 +54,7 @@ constexpr bool IsInteger = std::is_integral_v<T> && !std::is_same_v<T, bool>;
 template <typename T, typename = void>
 constexpr bool HasNames = false;
 template <typename T>
-constexpr bool HasNames<T, std::void_t<decltype(EnumNames(T{}))>> = true;
+inline constexpr bool HasNames<T, std::void_t<decltype(EnumNames(T{}))>> = true;
 
 /// How a type is stored: `From` a value to JSON; `To` a value from JSON, false when the JSON is of
 /// another type or out of range; `Expected` for messages.
@@ -236,11 +236,12 @@ template <typename T>
 struct TKey {
     static_assert(sizeof(Detail::SStored<T>) != 0);
 
+    /// A key of this name; the default is `T{}` unless given.
     constexpr explicit TKey(std::string_view keyName, Detail::TDefault<T> defaultAnswer = {})
         : name(keyName), defaultValue(defaultAnswer) {}
 
-    std::string_view name;
-    Detail::TDefault<T> defaultValue;
+    std::string_view name;             ///< the key, as for `IConfig::Get`
+    Detail::TDefault<T> defaultValue;  ///< returned by `Get` when there is no stored value
 };
 
 /// Returns the stored value, or the key's default when there is none.

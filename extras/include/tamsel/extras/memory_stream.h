@@ -14,6 +14,7 @@ namespace Tamsel::Extras {
 /// request, as a full disk would. Not thread-safe.
 class CMemoryStream : public IFileStream {
 public:
+    /// A document with this content.
     explicit CMemoryStream(std::string content = "") : text(std::move(content)) {}
 
     /// The document. Assign it to play another process, then call `Reload`.

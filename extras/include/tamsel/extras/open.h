@@ -52,8 +52,8 @@ public:
     /// object inside `change`, by a nested `Transact` too, throws `std::system_error` with the code
     /// `std::errc::resource_deadlock_would_occur`; reading it is allowed, and blocks nobody.
     ///
-    /// \throws any exception of `change`, or as `IConfig::Reload` and `IConfig::Set`
-    /// \throws any exception of the change callback; the changes are written and visible
+    /// Throws as `Reload` and `Set`. An exception of `change` propagates, and so does one of the
+    /// change callback; with the latter, the changes are written and visible.
     virtual void Transact(const std::function<void(IConfig&)>& change) = 0;
 
 protected:
@@ -77,12 +77,12 @@ protected:
 std::shared_ptr<CSafeConfig> Open(const std::string& name,
                                   const std::string& rootPath = DefaultRootPath,
                                   const std::string& subDirectory = DefaultSubDirectory,
-                                  TChangeCallback callback = {},
+                                  const TChangeCallback& callback = {},
                                   std::chrono::milliseconds lockLimit = NoTimeLimit);
 
 /// In `DefaultSubDirectory`.
 std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& rootPath,
-                                  TChangeCallback callback,
+                                  const TChangeCallback& callback,
                                   std::chrono::milliseconds lockLimit = NoTimeLimit);
 /// @}
 
