@@ -18,9 +18,13 @@ void Replace(const std::string& text) {
     std::filesystem::rename("data/config/new", Overlay);
 }
 
-/// Writes as a slow program does that takes no lock.
-void WriteSlowly(const std::string& text) {
-    std::ofstream file(Overlay);
+/// Leaves nothing, a half and a mixture on its way, as programs do that take no lock.
+void WriteSlowly(const std::string& text, bool isInPlace) {
+    for (const std::size_t size : {std::size_t{0}, text.size() / 2}) {
+        std::this_thread::sleep_for(30ms);
+        if (!isInPlace) PutText(Overlay, text.substr(0, size));
+    }
+    std::fstream file(Overlay, std::ios::in | std::ios::out);
     for (const char byte : text) {
         std::this_thread::sleep_for(5ms);
         file << byte << std::flush;
@@ -49,7 +53,8 @@ const struct {
     {__LINE__, [] { Replace(R"({"a":2})"); }, R"({"a":2,"d":1})"},
     {__LINE__, [] { Replace(std::string(2000, '[')); }, R"({"a":2,"d":1})", true},
     {__LINE__, [] { PutText(Overlay, ""); }, R"({"d":1})"},
-    {__LINE__, [] { WriteSlowly(R"({"a":4})"); }, R"({"a":4,"d":1})"},
+    {__LINE__, [] { WriteSlowly(R"({"a":4,"b":4})", false); }, R"({"a":4,"b":4,"d":1})"},
+    {__LINE__, [] { WriteSlowly(R"({"a":5,"b":5})", true); }, R"({"a":5,"b":5,"d":1})"},
     {__LINE__, [] { std::filesystem::remove_all("data/config"); }, R"({"d":1})"},
     {__LINE__, [] { std::filesystem::create_directory("data/config"), Replace(R"({"a":5})"); },
      R"({"a":5,"d":1})"},
@@ -64,7 +69,10 @@ protected:
         pollfd descriptors[3];
         for (int i = 0; i < 3; ++i) descriptors[i] = {m_watchers[i].Descriptor(), POLLIN, 0};
         const bool isReady = poll(descriptors, 3, static_cast<int>(limit.count())) > 0;
-        for (std::size_t i = 0; i < 3; ++i) m_changes[i] = m_watchers[i].Changes();
+        for (std::size_t i = 0; i < 3; ++i) {
+            m_changes[i].clear();
+            if (descriptors[i].revents != 0) m_changes[i] = m_watchers[i].Changes();
+        }
         return isReady;
     }
 
@@ -84,10 +92,12 @@ protected:
 
 TEST_F(CConfigWatcherTest, ReportsWhatWasWrittenAndTheLast) {
     Json::Value before = Parse(R"({"d":1})");
+    bool wasBroken = false;
     for (const auto& step : Steps) {
         const Json::Value after = Parse(step.values);
         const auto isBehind = [&](const CConfigWatcher& watcher) {
             EXPECT_TRUE(Values(watcher) == before || Values(watcher) == after) << step.line;
+            EXPECT_TRUE(watcher.Problem().empty() || step.isBroken || wasBroken) << step.line;
             return Values(watcher) != after || watcher.Problem().empty() == step.isBroken;
         };
         std::thread writer(step.work);
@@ -96,7 +106,7 @@ TEST_F(CConfigWatcherTest, ReportsWhatWasWrittenAndTheLast) {
         writer.join();
         EXPECT_LT(TClock::now(), end) << "line " << step.line;
         EXPECT_TRUE(Answers(*m_safe) == after && Answers(*m_bare) == after) << step.line;
-        before = after;
+        before = after, wasBroken = step.isBroken;
     }
 }
 
