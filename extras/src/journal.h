@@ -12,7 +12,8 @@
 /// The protocol that makes a change of a document all or nothing. Beside the document lies its
 /// journal, which is empty except during a change, and whose lock is taken before the document's:
 ///
-/// 1. lock the journal, complete what an interrupted change left, lock and synchronize the document
+/// 1. lock the journal, complete what an interrupted change left, lock the document, synchronize it
+///    and the directory's entries
 /// 2. write the new and the old text to the journal, synchronize
 /// 3. write the new text over the old in the document, synchronize, read back
 /// 4. empty the journal, synchronize, unlock
