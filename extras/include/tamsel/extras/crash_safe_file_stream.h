@@ -102,6 +102,13 @@ private:
     std::pair<std::uint64_t, std::uint64_t> m_synchronized;  // guarded by m_mutex
 };
 
+/// Returns the whole text of the overlay file at `path`, "" for a missing one. Creates nothing. As
+/// `CCrashSafeFileStream::Read`, it completes an interrupted change, or returns the completed text
+/// where the files can only be read.
+///
+/// \throws std::system_error a file cannot be read or locked
+std::string ReadText(const std::string& path, std::chrono::milliseconds lockLimit = NoTimeLimit);
+
 /// Completes a change of the overlay file at `path` that was interrupted, so that programs on the
 /// bare library find it whole. Returns whether there was one. Fast when there is none, and creates
 /// nothing. Run it at boot, before such programs: `tamselctl recover` does.
