@@ -93,11 +93,11 @@ EExit Run(TWords words) {
 /// opened in its place and gets the output: standard input can then be written only, the others
 /// can be read only.
 void OccupyStandardStreams() {
-    int descriptor = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
-        descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) != -1) continue;
+        // Gets the lowest number that is free.
+        (void)open("/dev/null", (stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
     }
-    if (descriptor > STDERR_FILENO) (void)close(descriptor);
 }
 
 }  // namespace
