@@ -94,6 +94,10 @@ void CCrashSafeFileStream::SetKnownText(const std::string& text) {
     m_knownText = text;
 }
 
+std::string ReadText(const std::string& path, std::chrono::milliseconds lockLimit) {
+    return ReadDocument(CanonicalPath(path), lockLimit);
+}
+
 bool Recover(const std::string& path, std::chrono::milliseconds lockLimit) {
     return RecoverDocument(CanonicalPath(path), lockLimit);
 }

@@ -2,10 +2,11 @@
 # SPDX-License-Identifier: MIT
 #
 # tamselctl_test.sh LIBRARY-FOLDER [EMULATOR...] TOOL: runs every command of tamselctl.txt against the
-# tool and compares the transcript with the one written there. What differs is printed.
+# tool and compares what it does with what is written there.
 #
-# Each command runs in the root folder that the last line beginning with --- made. It is followed by
-# its standard output, by its standard error behind "! ", and by its exit code behind "= ", if not 0.
+# A line beginning with --- begins a section in an empty root directory; words in brackets are what
+# it needs of the machine. Sections run side by side. A command is followed by its standard output,
+# by its standard error behind "! ", and by its exit code behind "= ", if not 0.
 set -u
 transcript=$(dirname "$(realpath "$0")")/tamselctl.txt
 work=$(mktemp -d)
@@ -22,53 +23,84 @@ dropped=() # what runs the tool as someone whom file modes bind
 prefix=()
 
 # An empty root stands for the working directory, so that messages do not tell where we are.
-tamselctl() { "${prefix[@]}" "${tool[@]}" --root "" "$@"; }
-plain() { "${tool[@]}" "$@"; }
-
+tamselctl() { timeout 20 "${prefix[@]}" "${tool[@]}" --root "" "$@"; }
+plain() { timeout 20 "${tool[@]}" "$@"; }
 as_nobody() {
     local prefix=("${dropped[@]}")
     "$@"
 }
-
 on_terminal() {
     script -qec "$(printf '%q ' "${tool[@]}" --root "" "$@")" /dev/null </dev/null | tr -d '\r' | cat -v
 }
-
-# follow SIGNAL [OPTION...]: changes mtu until a follower tells of it, then sends the follower SIGNAL.
-# Ends with its exit code.
-follow() {
-    local signal=$1 value=0
-    shift
-    : >seen
-    (exec "${tool[@]}" --root "" watch n --timeout 30 "$@" >seen) &
-    while [[ ! -s seen ]] && ((++value < 300)); do
-        tamselctl set n mtu "$value"
-        sleep 0.1
+# Prints the exit code and the last line that a command prints.
+brief() {
+    local code=0 text
+    text=$("$@" 2>&1) || code=$?
+    echo "$code ${text##*$'\n'}"
+}
+# Waits until a file, "seen" if none is given, has a text.
+until_seen() {
+    for ((tries = 0; tries < 500; ++tries)); do
+        ! grep -q "$1" "${2:-seen}" 2>/dev/null || return 0
+        sleep 0.02
     done
-    [[ $signal == none ]] || kill -s "$signal" $!
-    head -n 1 seen | tr -s 0-9 N
-    wait $!
+    echo "never seen: $1"
+}
+# hold FLOCK-OPTION: somebody else takes the overlay's lock, until the section ends.
+hold() {
+    flock "$1" data/config/n.json sh -c 'echo held >seen; exec sleep 2' &
+    until_seen held
+}
+# follow [OPTION...]: watches in the background, and returns when the watch has begun.
+follow() {
+    (exec "${tool[@]}" --root "" watch n --initial "$@" >seen 2>errors) &
+    until_seen unit
+}
+check() {
+    printf "$1" >data/config/n.json
+    tamselctl check n "${@:2}"
 }
 
+has() {
+    case $1 in
+        terminal) [[ $(script -qec 'echo yes' /dev/null </dev/null 2>/dev/null) == yes* ]] ;;
+        users) ((${#dropped[@]} == 0)) || "${dropped[@]}" true 2>/dev/null ;;
+        locks) [[ -r /proc/locks ]] && command -v flock >/dev/null ;;
+        schema) plain check --help | grep -q -e --schema ;;
+    esac
+}
 run() {
     local code=0
-    (eval "$1") >"$work/out" 2>"$work/err" </dev/null || code=$?
-    sed '$a\' "$work/out"
-    sed 's/^/! /' "$work/err"
+    (eval "$1") >"$2.out" 2>"$2.err" </dev/null || code=$?
+    sed '$a\' "$2.out"
+    sed 's/^/! /' "$2.err"
     ((code == 0)) || echo "= $code"
 }
-
-begin_root() {
-    root=$(mktemp -d "$work/root.XXXXXX")
-    chmod 755 "$root"
-    cd "$root" && mkdir -p etc/config data/config
+# run_section NUMBER-OF-ITS-FIRST-LINE FILE: leaves in FILE.diff what differs.
+run_section() {
+    local line
+    mkdir -p "$2.root/etc/config" "$2.root/data/config" && cd "$2.root" || exit
+    # Empty lines first, so that the numbers are those of the transcript.
+    for ((line = 1; line < $1; ++line)); do echo; done | tee "$2.expected" >"$2.actual"
+    cat "$2" >>"$2.expected"
+    while IFS= read -r line; do
+        case $line in
+            '$ '*) echo "$line"; run "${line#'$ '}" "$2" ;;
+            ---* | '#'* | '') echo "$line" ;;
+        esac
+    done <"$2" >>"$2.actual"
+    diff --unchanged-line-format= --old-line-format='tamselctl.txt:%dn expected: %L' \
+        --new-line-format='        actual: %L' "$2.expected" "$2.actual" >"$2.diff"
 }
 
-while IFS= read -r line; do
-    case $line in
-        '$ '*) echo "$line"; run "${line#'$ '}" ;;
-        ---*) echo "$line"; begin_root ;;
-        '#'* | '') echo "$line" ;;
-    esac
-done <"$transcript" >"$work/transcript"
-diff --unified=5 --show-function-line='^[$] ' "$transcript" "$work/transcript"
+awk -v work="$work" '/^---/ {close(file); file = work "/section" NR} {print > file}' "$transcript"
+for section in "$work"/section*; do
+    for need in $(sed -n '1s/.*\[\(.*\)\]/\1/p' "$section"); do
+        has "$need" || { echo "Skipped, the machine has no $need: $(head -n 1 "$section")"; continue 2; }
+    done
+    run_section "${section##*section}" "$section" &
+    (($(jobs -r | wc -l) < 4)) || wait -n
+done
+wait
+cat "$work"/*.diff
+! grep -q . "$work"/*.diff

@@ -1,186 +1,334 @@
 // SPDX-License-Identifier: MIT
-#include "changing.h"
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <filesystem>
-#include <iostream>
-#include <iterator>
 #include <memory>
+#include <system_error>
 
-#include <tamsel/tamsel.h>
+#include <tamsel/errors.h>
+#include <tamsel/extras/crash_safe_file_stream.h>
+#include <tamsel/extras/memory_stream.h>
+#include <tamsel/file_util.h>
+#include <tamsel/json_util.h>
 
+#include "commands.h"
+#include "input.h"
 #include "json_text.h"
 #include "layers.h"
+#include "lock_wait.h"
 #include "output.h"
-#include "stop_signals.h"
+#include "schema.h"
 
 namespace TamselCtl {
 
 namespace {
 
-const std::string NotStorable =
-    "JSON cannot hold this: a number that is not finite, text that is not UTF-8, or more than "
-    "1000 levels";
+using TMap = Tamsel::TConfigMap;
+using TLimit = std::chrono::milliseconds;
+using Tamsel::Extras::CFileLock;
 
-std::string ReadStandardInput() {
-    return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
+/// Returns the overlay's next text for its present one. Called twice, so without other effects.
+using TChange = std::function<std::string(const std::string& text)>;
+
+std::string PrintMap(const TMap& map) {
+    const auto stream = std::make_shared<Tamsel::Extras::CMemoryStream>();
+    Tamsel::JsonUtil::WriteConfig(stream, map);
+    return stream->text;
 }
 
-Json::Value GivenValue(const SRequest& request) {
-    const std::string text = request.value == "-" ? ReadStandardInput() : request.value;
-    if (request.asText) return Json::Value(text);
-    Json::Value value;
-    std::string errors;
-    if (ParseStrictly(text, value, errors)) return value;
-    throw CFailure(EExit::Usage, ShownKey(request.key),
-                   "VALUE is not JSON; --string takes it as text\n" + errors);
+void RequireWritable(const std::string& path) {
+    const std::string directory = path.substr(0, path.rfind('/') + 1);
+    const int result = Tamsel::Exists(path) ? access(path.c_str(), R_OK | W_OK)
+                                            : access(directory.c_str(), W_OK | X_OK);
+    if (result == 0) return;
+    throw CFailure(EExit::AccessDenied, path, std::generic_category().message(errno));
 }
 
-Tamsel::TConfigMap GivenMap(const std::string& file) {
-    if (file != "-" && !IsThere(file)) throw CFailure(EExit::AccessDenied, file, "no such file");
-    const std::string text = file == "-" ? ReadStandardInput() : ReadText(file);
-    Json::Value document;
-    std::string errors;
-    if (!ParseStrictly(text, document, errors)) {
-        throw CFailure(EExit::DoesNotParse, file, "does not parse\n" + errors);
-    }
-    if (!document.isObject()) {
-        throw CFailure(EExit::DoesNotParse, file, "its top level is not an object");
-    }
-    Tamsel::TConfigMap map;
-    for (auto member = document.begin(); member != document.end(); ++member) {
-        map.emplace(member.name(), *member);
-    }
-    return map;
-}
-
-/// Refuses in the tool's own words what the library would refuse, before anything is opened.
-void RequireWritable(const SFiles& files) {
-    const std::string directory = std::filesystem::path(files.overlay).parent_path();
-    if (IsThere(files.overlay)) {
-        if (Tamsel::IsReadWritable(files.overlay)) return;
-        throw CFailure(EExit::AccessDenied, files.overlay, "may not be written");
-    }
-    if (!Tamsel::Exists(directory)) {
-        throw CFailure(EExit::AccessDenied, files.overlay, "its directory does not exist");
+/// Where there can be no journal. Nobody who takes a lock comes in between, but a kill inside the
+/// write leaves parts of both texts.
+void ChangeInPlace(const std::string& path, TLimit limit, const TChange& change) {
+    const CFileLock file(path, CFileLock::EMode::Exclusive, limit);
+    const std::string text = file.Read();
+    const std::string changed = change(text);
+    try {
+        file.Write(changed);
+    } catch (const std::system_error&) {
+        file.Write(text);
+        throw;
     }
 }
 
-std::shared_ptr<Tamsel::IConfig> OpenConfig(const SRequest& request) {
-    const std::string overlay = FilesOf(request).overlay;
-    const CReadLock lock(overlay);
-    return Tamsel::Create(request.name, request.root, request.subDirectory);
+void ChangeLocked(const std::string& path, TLimit limit, const TChange& change) {
+    std::unique_ptr<Tamsel::Extras::CCrashSafeFileStream> stream;
+    try {
+        stream = std::make_unique<Tamsel::Extras::CCrashSafeFileStream>(path, limit);
+    } catch (const Tamsel::CAccessDenied&) {
+        if (!Tamsel::IsReadWritable(path)) throw;
+        return ChangeInPlace(path, limit, change);
+    }
+    stream->Update(change);
 }
 
-/// Opens a configuration and reads its overlay, so that the next call can change it.
-std::shared_ptr<Tamsel::IConfig> OpenToChange(const SRequest& request) {
-    const SFiles files = FilesOf(request);
-    (void)ReadLayers(files);  // tells more clearly than Create which file is at fault
-    RequireWritable(files);
-    CatchStopSignals();
-    auto config = OpenConfig(request);
-    const CReadLock lock(files.overlay);
-    config->Reload();
-    return config;
+/// Changes the overlay. It is decided by reading first: what is refused, or changes nothing,
+/// creates nothing either.
+void ChangeOverlay(const SCommon& common, const std::string& path, const TChange& change) {
+    const std::string text = ReadText(common, path);
+    if (change(text) == text) return;
+    RequireWritable(path);
+    WaitForLock(common, path, [&](TLimit limit) { ChangeLocked(path, limit, change); });
 }
 
-/// Gives `given` as it is to be held in place of `held`. \throws CFailure it is of another type
-Json::Value InPlaceOf(const Json::Value& held, const std::string& key, const Json::Value& given) {
-    if (!Fits(held, given)) {
+/// The command that changes keys of an overlay that parses.
+class CKeyChange {
+public:
+    std::string name;
+    bool isForced = false;
+
+    void AddForce(CArguments& arguments, const char* help) {
+        arguments.AddFlag("--force", isForced, help);
+    }
+
+    /// Replaces the overlay by what `change` makes of it.
+    void Run(const SCommon& common, const std::function<void(TMap&)>& change) const {
+        const std::string path = FilesOf(common, name).overlay;
+        ChangeOverlay(common, path, [&](const std::string& text) {
+            const TMap before = ParseOverlay(path, text);
+            TMap after = before;
+            change(after);
+            if (after == before) return text;
+            if (!isForced) RequireKept(path, text, before, after);
+            return PrintMap(after);
+        });
+    }
+
+private:
+    static void RequireKept(const std::string& path, const std::string& text, const TMap& before,
+                            const TMap& after) {
+        for (const auto& [key, value] : before) {
+            const Json::Value* const kept = Find(after, key);
+            if (kept == nullptr || *kept != value || IsKeptByRewrite(text, key, value)) continue;
+            throw CFailure(EExit::DoesNotParse, path,
+                           ShownKey(key) + " " + AlteredByRewrite + "; --force accepts that");
+        }
+    }
+};
+
+/// Returns `given` as it replaces `stored`. \throws CFailure it is of another type
+Json::Value InPlaceOf(const Json::Value& stored, const std::string& key, const Json::Value& given) {
+    if (!Fits(stored, given)) {
         throw CFailure(
             EExit::WrongType, ShownKey(key),
-            "holds " + KindOf(held) + ", not " + KindOf(given) + "; --force changes the type");
+            "stores " + KindOf(stored) + ", not " + KindOf(given) + "; --force changes the type");
     }
-    return held.type() == Json::realValue ? Json::Value(given.asDouble()) : given;
+    return stored.type() == Json::realValue ? Json::Value(given.asDouble()) : given;
 }
 
-/// Puts into the overlay what is given and not held already, and into `given` what is then held.
-/// Tells whether the overlay changed.
-bool Merge(SLayers& layers, Tamsel::TConfigMap& given, bool isForced) {
-    const Tamsel::TConfigMap merged = layers.Merged();
-    bool isChanged = false;
-    for (auto& [key, value] : given) {
-        const Json::Value* const held = Find(merged, key);
-        if (held != nullptr && !isForced) value = InPlaceOf(*held, key, value);
-        if (held != nullptr && *held == value) continue;
-        layers.overlay[key] = value;
-        isChanged = true;
+/// Changes of keys, or of what their values have at one place.
+struct SMerge {
+    TMap defaults;
+    std::vector<std::pair<std::string, Json::Value>> given;
+    std::string pointer;
+    bool isForced;
+
+    /// Puts into the overlay what is given and not stored already.
+    void Into(TMap& overlay) const {
+        for (const auto& [key, value] : given) Put(overlay, key, value);
     }
-    return isChanged;
+
+    void Put(TMap& overlay, const std::string& key, const Json::Value& value) const {
+        const Json::Value* stored = Find(overlay, key);
+        if (stored == nullptr) stored = Find(defaults, key);
+        Json::Value changed = stored != nullptr ? *stored : Json::Value();
+        const Json::Value* const former =
+            stored != nullptr ? FindAt(changed, pointer, EMissing::IsNull) : nullptr;
+        const Json::Value next =
+            former != nullptr && !isForced ? InPlaceOf(*former, key, value) : value;
+        if (former != nullptr && *former == next) return;
+        Json::Value* const place = FindAt(changed, pointer, EMissing::IsAdded);
+        if (place == nullptr) {
+            throw CFailure(EExit::AbsentOrDifferent, ShownKey(key),
+                           "nothing that could take " + pointer);
+        }
+        *place = next;
+        overlay[key] = changed;
+    }
+};
+
+struct SSet : CKeyChange {
+    TWords words;
+    TOptional pointer;
+    bool asText = false;
+    bool isCreated = false;
+};
+
+/// Pairs the keys with their values. Standard input can be one of the values.
+std::vector<std::pair<std::string, Json::Value>> GivenPairs(const SSet& options) {
+    const TWords& words = options.words;
+    if (words.size() % 2 != 0) FailUsage("KEY without VALUE: " + words.back());
+    std::vector<std::pair<std::string, Json::Value>> given;
+    bool isInputTaken = false;
+    for (std::size_t i = 0; i < words.size(); i += 2) {
+        const bool isInput = words[i + 1] == "-";
+        if (isInput && std::exchange(isInputTaken, true)) FailUsage("only one VALUE can be -");
+        const std::string subject = ShownKey(words[i]);
+        if (!CanBeStored({{words[i], Json::Value()}}))
+            throw CFailure(EExit::Usage, subject, NotStorable);
+        given.emplace_back(
+            words[i], ParseGiven(subject, isInput ? ReadInput("-") : words[i + 1], options.asText));
+    }
+    return given;
 }
 
-template <typename TWrite>
-void Write(const SFiles& files, TWrite write) {
-    try {
-        write();
-    } catch (const Tamsel::CInvalidConfig&) {
-        throw CFailure(EExit::WriteFailed, files.overlay, "cannot be written");
-    }
+void RequireFileOrCreation(bool isCreated, const std::string& name, const SFiles& files) {
+    if (!isCreated) RequireFile(name, files, "; --create creates the overlay");
 }
 
-void Verify(const SFiles& files, const Tamsel::TConfigMap& expected) {
-    const Tamsel::TConfigMap merged = ReadLayers(files).Merged();
-    for (const auto& [key, value] : expected) {
-        const Json::Value* const held = Find(merged, key);
-        if (held != nullptr && *held == value) continue;
-        throw CFailure(EExit::WriteFailed, files.overlay,
-                       "does not hold the new value of " + ShownKey(key));
+TMap ReadDefaults(const SCommon& common, const SFiles& files) {
+    return ParseDefaults(files.defaults, ReadText(common, files.defaults));
+}
+
+EExit Set(const SSet& options, const SCommon& common) {
+    const SFiles files = FilesOf(common, options.name);
+    const auto given = GivenPairs(options);
+    const SMerge merge{ReadDefaults(common, files), given, options.pointer.value_or(""),
+                       options.isForced};
+    RequireFileOrCreation(options.isCreated, options.name, files);
+    options.Run(common, [&](TMap& overlay) { merge.Into(overlay); });
+    return EExit::Done;
+}
+
+struct SRestore : CKeyChange {
+    TWords keys;
+};
+
+EExit Restore(const SRestore& options, const SCommon& common) {
+    RequireFile(options.name, FilesOf(common, options.name));
+    options.Run(common, [&](TMap& overlay) {
+        for (const std::string& key : options.keys) {
+            if (overlay.erase(key) != 0) continue;
+            throw CFailure(EExit::AbsentOrDifferent, ShownKey(key),
+                           "not in the overlay of " + options.name);
+        }
+    });
+    return EExit::Done;
+}
+
+EExit Erase(const CKeyChange& options, const SCommon& common) {
+    const SFiles files = FilesOf(common, options.name);
+    RequireFile(options.name, files);
+    ChangeOverlay(common, files.overlay, [&](const std::string& text) {
+        const bool isEmpty = !options.isForced && ParseOverlay(files.overlay, text).empty();
+        return isEmpty || text.empty() ? text : PrintMap({});
+    });
+    return EExit::Done;
+}
+
+struct SImport : CKeyChange {
+    std::string file;
+    TOptional schema;
+    bool isReplacing = false;
+    bool isCreated = false;
+};
+
+void RequireConforming(const TOptional& schema, const SLayers& layers) {
+    if (!schema) return;
+    const auto problems = SchemaProblems(*schema, ToDocument(layers.Merged()));
+    if (!problems.empty()) throw CFailure(EExit::WrongType, *schema, "refuses " + problems.front());
+}
+
+EExit Import(const SImport& options, const SCommon& common) {
+    const TMap given = ToMap(ReadDocument(options.file));
+    if (!CanBeStored(given)) throw CFailure(EExit::DoesNotParse, options.file, NotStorable);
+    const SFiles files = FilesOf(common, options.name);
+    RequireFileOrCreation(options.isCreated, options.name, files);
+    // Beside a replacement, broken defaults are no obstacle.
+    const bool needsDefaults = !options.isReplacing || options.schema;
+    const TMap defaults = needsDefaults ? ReadDefaults(common, files) : TMap();
+    if (options.isReplacing) {
+        RequireConforming(options.schema, {defaults, given});
+        ChangeOverlay(common, files.overlay, [&](const std::string&) { return PrintMap(given); });
+        return EExit::Done;
     }
+    const SMerge merge{defaults, {given.begin(), given.end()}, "", options.isForced};
+    options.Run(common, [&](TMap& overlay) {
+        merge.Into(overlay);
+        RequireConforming(options.schema, {defaults, overlay});
+    });
+    return EExit::Done;
+}
+
+EExit Recover(const SCommon& common, const std::string& name) {
+    const std::string path = FilesOf(common, name).overlay;
+    // Without a lock, and without permission to read: what is empty was not interrupted.
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path + ".journal", error);
+    if (error || size == 0) return EExit::Done;
+    const bool wasInterrupted = WaitForLock(
+        common, path, [&](TLimit limit) { return Tamsel::Extras::Recover(path, limit); });
+    if (wasInterrupted) PrintLine(path + ": completed an interrupted change");
+    return EExit::Done;
+}
+
+EExit RecoverAll(const SCommon& common, const TWords& names) {
+    EExit exitCode = EExit::Done;
+    for (const std::string& name : names) {
+        const EExit result = RunReporting([&] { return Recover(common, name); });
+        if (result != EExit::Done) exitCode = result;
+    }
+    return exitCode;
 }
 
 }  // namespace
 
-EExit Set(const SRequest& request) {
-    const SFiles files = FilesOf(request);
-    const std::string& key = request.key;
-    Json::Value value = GivenValue(request);
-    if (!CanBeStored({{key, value}})) throw CFailure(EExit::Usage, ShownKey(key), NotStorable);
-
-    const auto config = OpenToChange(request);
-    if (!request.isForced && config->Exists(key, Tamsel::EDataType::Any)) {
-        value = InPlaceOf(config->Get(key, Json::Value()), key, value);
-    }
-    Write(files, [&] { config->Set(key, value); });
-    if (request.isVerified) Verify(files, {{key, value}});
-    return EExit::Done;
+TRun PrepareSet(CArguments& arguments, const SCommon& common) {
+    const auto options = std::make_shared<SSet>();
+    arguments.AddName(options->name);
+    arguments.AddWords("KEY VALUE", options->words, true,
+                       "Keys, each with its new value as JSON; - reads standard input");
+    arguments.AddFlag("--string", options->asText, "The values are bare text");
+    arguments.AddText("--at", "POINTER", options->pointer,
+                      "Change a part of the value, by JSON Pointer");
+    arguments.AddFlag("--create", options->isCreated, "Accept a name that has no file yet");
+    options->AddForce(arguments, "Accept another type, and altered neighbours");
+    return [options, &common] { return Set(*options, common); };
 }
 
-EExit Restore(const SRequest& request) {
-    const auto config = OpenToChange(request);
-    bool wasHeld = false;
-    Write(FilesOf(request), [&] { wasHeld = config->Restore(request.key); });
-    if (wasHeld) return EExit::Done;
-    throw CFailure(EExit::AbsentOrDifferent, ShownKey(request.key),
-                   "not in the overlay of " + request.name);
+TRun PrepareRestore(CArguments& arguments, const SCommon& common) {
+    const auto options = std::make_shared<SRestore>();
+    arguments.AddName(options->name);
+    arguments.AddWords("KEY", options->keys, true, "Keys to take out of the overlay");
+    options->AddForce(arguments, "Accept altered neighbours");
+    return [options, &common] { return Restore(*options, common); };
 }
 
-EExit Erase(const SRequest& request) {
-    const SFiles files = FilesOf(request);
-    if (!request.isForced) {
-        const auto config = OpenToChange(request);
-        Write(files, [&] { config->Erase(); });
-        return EExit::Done;
-    }
-    // Not through the configuration, which cannot be had while a file does not parse.
-    RequireWritable(files);
-    CatchStopSignals();
-    const auto overlay = std::make_shared<Tamsel::CFileStream>(files.overlay);
-    Write(files, [&] { Tamsel::JsonUtil::WriteConfig(overlay, {}); });
-    return EExit::Done;
+TRun PrepareErase(CArguments& arguments, const SCommon& common) {
+    const auto options = std::make_shared<CKeyChange>();
+    arguments.AddName(options->name);
+    options->AddForce(arguments, "Erase an overlay that does not parse");
+    return [options, &common] { return Erase(*options, common); };
 }
 
-EExit Import(const SRequest& request) {
-    const SFiles files = FilesOf(request);
-    Tamsel::TConfigMap given = GivenMap(request.file);
-    if (!CanBeStored(given)) throw CFailure(EExit::DoesNotParse, request.file, NotStorable);
-    RequireWritable(files);
-    CatchStopSignals();
+TRun PrepareImport(CArguments& arguments, const SCommon& common) {
+    const auto options = std::make_shared<SImport>();
+    arguments.AddName(options->name);
+    arguments.AddWord("FILE", options->file, "JSON object; - reads standard input");
+    arguments.AddFlag("--replace", options->isReplacing, "Replace the whole overlay by FILE");
+    arguments.AddFlag("--create", options->isCreated, "Accept a name that has no file yet");
+    options->AddForce(arguments, "Accept another type, and altered neighbours");
+    AddSchema(arguments, options->schema);
+    return [options, &common] { return Import(*options, common); };
+}
 
-    SLayers layers = ReadLayers(files);
-    if (!Merge(layers, given, request.isForced)) return EExit::Done;
-    const auto overlay = std::make_shared<Tamsel::CFileStream>(files.overlay);
-    Write(files, [&] { Tamsel::JsonUtil::WriteConfig(overlay, layers.overlay); });
-    if (request.isVerified) Verify(files, given);
-    return EExit::Done;
+TRun PrepareRecover(CArguments& arguments, const SCommon& common) {
+    const auto names = std::make_shared<TWords>();
+    arguments.AddWords("NAME", *names, false, "Configurations; all when none is given");
+    return [names, &common] {
+        if (!names->empty()) return RecoverAll(common, *names);
+        const auto all = NamesIn(OverlayDirectory(common), ".json.journal");
+        return RecoverAll(common, TWords(all.begin(), all.end()));
+    };
 }
 
 }  // namespace TamselCtl

@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: MIT
-#include "check.h"
-
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
+#include <tamsel/extras/crash_safe_file_stream.h>
+
+#include "commands.h"
 #include "json_text.h"
 #include "layers.h"
+#include "lock_wait.h"
 #include "output.h"
+#include "schema.h"
 
 namespace TamselCtl {
 
 namespace {
 
-/// One thing to say about a file. What is worth a word but no worry has the exit code `Done`.
+/// One thing to say about a file. What is no fault has the exit code `Done`.
 struct SFinding {
     EExit exitCode;
     std::string file;
@@ -23,15 +27,13 @@ struct SFinding {
 
 using TFindings = std::vector<SFinding>;
 
-EExit Worst(const TFindings& findings) {
-    EExit worst = EExit::Done;
-    for (const SFinding& finding : findings) worst = std::max(worst, finding.exitCode);
-    return worst;
+bool Has(const TFindings& findings, EExit exitCode) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [&](const SFinding& finding) { return finding.exitCode == exitCode; });
 }
 
-/// Takes the first complaint of the parser's text apart: "* Line 2, Column 3", then the problem.
-void AddComplaint(TFindings& findings, EExit exitCode, const std::string& file,
-                  const std::string& errors) {
+/// Splits the first complaint of the parser's text: "* Line 2, Column 3", then the problem.
+SFinding Complaint(EExit exitCode, const std::string& file, const std::string& errors) {
     SFinding finding{exitCode, file, errors};
     const auto matched =
         std::sscanf(errors.c_str(), "* Line %d, Column %d", &finding.line, &finding.column);
@@ -39,73 +41,124 @@ void AddComplaint(TFindings& findings, EExit exitCode, const std::string& file,
         const std::size_t begin = errors.find_first_not_of(' ', errors.find('\n') + 1);
         finding.problem = errors.substr(begin, errors.find('\n', begin) - begin);
     }
-    findings.push_back(finding);
+    return finding;
 }
 
-/// Looks at one file alone. What only the strict parser refuses is a finding: programs read on, and
-/// perhaps not what was meant.
-void CheckFile(TFindings& findings, const std::string& file) {
+using Tamsel::Extras::CFileLock;
+
+struct SCheck {
+    TWords names;
+    TWords files;
+    TOptional schema;
+};
+
+/// Checks one configuration; reads each file once and changes none.
+class CInspection {
+public:
+    CInspection(const SCheck& options, const SCommon& common)
+        : m_options(options), m_common(common) {}
+
+    void CheckInPlace(const std::string& name);
+
+    /// Checks both files; an empty path stands for one that is not there.
+    void CheckFiles(const std::string& defaults, const std::string& overlay);
+
+    const TFindings& Findings() const { return m_findings; }
+
+private:
+    void Add(EExit exitCode, const std::string& file, const std::string& problem) {
+        m_findings.push_back({exitCode, file, problem});
+    }
+    std::string ReadRaw(const std::string& file) const;
+    Tamsel::TConfigMap CheckFile(const std::string& file, const std::string& meaning);
+    void CheckKeys(const std::string& overlay, const SLayers& layers);
+
+    const SCheck& m_options;
+    const SCommon& m_common;
+    TFindings m_findings;
+};
+
+/// As the programs on the bare library read it: does not complete an interrupted change.
+std::string CInspection::ReadRaw(const std::string& file) const {
+    return WaitForLock(m_common, file, [&](std::chrono::milliseconds limit) {
+        return CFileLock(file, CFileLock::EMode::Shared, limit).Read();
+    });
+}
+
+/// What only the strict parser refuses is a fault too: programs read on, perhaps not what was
+/// meant.
+Tamsel::TConfigMap CInspection::CheckFile(const std::string& file, const std::string& meaning) {
+    if (file.empty()) return {};
+    const std::string text = ReadRaw(file);
+    if (text.empty()) {
+        Add(EExit::Done, file, "Is empty, which reads as no " + meaning + ".");
+        return {};
+    }
     Json::Value document;
     std::string errors;
-    const bool isStrict = ParseStrictly(ReadText(file), document, errors);
+    const bool isStrict = ParseStrictly(text, EComments::Allowed, document, errors);
+    Tamsel::TConfigMap map;
     try {
-        const Tamsel::TConfigMap map = ReadMap(file);
-        if (!isStrict) AddComplaint(findings, EExit::AbsentOrDifferent, file, errors);
-        for (const auto& [key, value] : map) {
-            if (CanBeStored({{key, value}})) continue;
-            findings.push_back(
-                {EExit::AbsentOrDifferent, file,
-                 ShownKey(key) + ": is not UTF-8 or not finite, and the next write changes it"});
-        }
-    } catch (const CFailure& failure) {
-        if (failure.ExitCode() != EExit::DoesNotParse) throw;
-        AddComplaint(findings, EExit::DoesNotParse, file,
-                     isStrict ? "The top level is neither an object nor null." : errors);
+        map = ParseDefaults(file, text);
+    } catch (const CFailure&) {
+        if (isStrict) errors = "The top level is neither an object nor null.";
+        m_findings.push_back(Complaint(EExit::DoesNotParse, file, errors));
+        return {};
     }
-}
-
-/// Tells whether a file holds anything; a note says so when it is there and does not.
-bool HasText(TFindings& findings, const std::string& file, const std::string& meaning) {
-    if (!IsThere(file)) return false;
-    if (!ReadText(file).empty()) return true;
-    findings.push_back({EExit::Done, file, "Is empty, which reads as no " + meaning + "."});
-    return false;
+    if (!isStrict) m_findings.push_back(Complaint(EExit::AbsentOrDifferent, file, errors));
+    for (const auto& [key, value] : map) {
+        if (IsKeptByRewrite(text, key, value)) continue;
+        Add(EExit::AbsentOrDifferent, file, ShownKey(key) + ": " + AlteredByRewrite);
+    }
+    return map;
 }
 
 /// Compares the overlay's keys with the defaults that they are meant to override.
-void CheckOverlay(TFindings& findings, const SFiles& files) {
-    const SLayers layers = ReadLayers(files);
+void CInspection::CheckKeys(const std::string& overlay, const SLayers& layers) {
     for (const auto& [key, value] : layers.overlay) {
         const Json::Value* const byDefault = Find(layers.defaults, key);
-        std::string problem;
         if (byDefault == nullptr) {
-            problem = "has no default";
+            Add(EExit::AbsentOrDifferent, overlay, ShownKey(key) + ": has no default");
         } else if (!Fits(*byDefault, value)) {
-            problem = "is " + KindOf(value) + ", its default " + KindOf(*byDefault);
-        } else {
-            continue;
+            Add(EExit::AbsentOrDifferent, overlay,
+                ShownKey(key) + ": is " + KindOf(value) + ", its default " + KindOf(*byDefault));
         }
-        findings.push_back(
-            {EExit::AbsentOrDifferent, files.overlay, ShownKey(key) + ": " + problem});
     }
 }
 
-TFindings FindAll(const SRequest& request) {
-    const SFiles files = FilesOf(request);
-    TFindings findings;
-    if (!IsThere(files.defaults)) {
+void CInspection::CheckFiles(const std::string& defaults, const std::string& overlay) {
+    const Tamsel::TConfigMap defaultsMap = CheckFile(defaults, "defaults");
+    const SLayers layers{defaultsMap, CheckFile(overlay, "changes")};
+    if (Has(m_findings, EExit::DoesNotParse)) return;
+    if (!layers.defaults.empty()) CheckKeys(overlay, layers);
+    if (!m_options.schema) return;
+    const std::string& file = overlay.empty() ? defaults : overlay;
+    for (const auto& problem : SchemaProblems(*m_options.schema, ToDocument(layers.Merged()))) {
+        Add(EExit::AbsentOrDifferent, file, problem);
+    }
+}
+
+void CInspection::CheckInPlace(const std::string& name) {
+    const SFiles files = FilesOf(m_common, name);
+    const bool hasDefaults = IsThere(files.defaults);
+    const bool hasOverlay = IsThere(files.overlay);
+    if (!hasDefaults) {
         // Without either file, it is the name that must be wrong.
-        const auto exitCode = IsThere(files.overlay) ? EExit::Done : EExit::AbsentOrDifferent;
-        findings.push_back({exitCode, files.defaults, "Is missing, which reads as no defaults."});
+        Add(hasOverlay ? EExit::Done : EExit::AbsentOrDifferent, files.defaults,
+            "Is missing, which reads as no defaults.");
     }
-    const bool hasDefaults = HasText(findings, files.defaults, "defaults");
-    const bool hasOverlay = HasText(findings, files.overlay, "changes");
-    if (hasDefaults) CheckFile(findings, files.defaults);
-    if (hasOverlay) CheckFile(findings, files.overlay);
-    if (hasDefaults && hasOverlay && Worst(findings) != EExit::DoesNotParse) {
-        CheckOverlay(findings, files);
+    if (!IsThere(OverlayDirectory(m_common))) {
+        Add(EExit::AbsentOrDifferent, OverlayDirectory(m_common),
+            "Is missing, so that nothing can be changed.");
     }
-    return findings;
+    const auto isInterrupted = [&](std::chrono::milliseconds limit) {
+        return Tamsel::Extras::IsInterrupted(files.overlay, limit);
+    };
+    if (WaitForLock(m_common, files.overlay, isInterrupted)) {
+        Add(EExit::AbsentOrDifferent, files.overlay,
+            "A change was interrupted; tamselctl recover completes it.");
+    }
+    CheckFiles(hasDefaults ? files.defaults : "", hasOverlay ? files.overlay : "");
 }
 
 void PrintForPeople(const SFinding& finding) {
@@ -128,21 +181,52 @@ Json::Value Describe(const SFinding& finding) {
     return entry;
 }
 
-}  // namespace
-
-EExit Check(const SRequest& request) {
-    const TFindings findings = FindAll(request);
+void Print(const TFindings& findings, bool asJson) {
     Json::Value all;
     all["findings"] = Json::arrayValue;
     for (const SFinding& finding : findings) {
-        if (request.asJson) {
-            all["findings"].append(Describe(finding));
-        } else {
-            PrintForPeople(finding);
-        }
+        all["findings"].append(Describe(finding));
+        if (!asJson) PrintForPeople(finding);
     }
-    if (request.asJson) PrintJson(all);
-    return Worst(findings);
+    if (asJson) PrintJson(all);
+}
+
+EExit Check(const SCheck& options, const SCommon& common) {
+    TFindings findings;
+    EExit failure = EExit::Done;
+    const auto inspect = [&](const std::function<void(CInspection&)>& check) {
+        CInspection inspection(options, common);
+        const EExit result = RunReporting([&] { return check(inspection), EExit::Done; });
+        if (result != EExit::Done) failure = result;
+        findings.insert(findings.end(), inspection.Findings().begin(), inspection.Findings().end());
+    };
+    const TWords& files = options.files;
+    if (!files.empty()) {
+        if (!options.names.empty()) FailUsage("NAME beside --files");
+        inspect(
+            [&](CInspection& it) { it.CheckFiles(files[0], files.size() > 1 ? files[1] : ""); });
+    } else if (!options.names.empty()) {
+        for (const auto& name : options.names)
+            inspect([&](CInspection& it) { it.CheckInPlace(name); });
+    } else {
+        for (const auto& name : AllNames(common))
+            inspect([&](CInspection& it) { it.CheckInPlace(name); });
+    }
+    Print(findings, common.asJson);
+    if (failure != EExit::Done) return failure;
+    if (Has(findings, EExit::DoesNotParse)) return EExit::DoesNotParse;
+    return Has(findings, EExit::AbsentOrDifferent) ? EExit::AbsentOrDifferent : EExit::Done;
+}
+
+}  // namespace
+
+TRun PrepareCheck(CArguments& arguments, const SCommon& common) {
+    const auto options = std::make_shared<SCheck>();
+    arguments.AddWords("NAME", options->names, false, "Configurations; all when none is given");
+    arguments.AddFiles("--files", "DEFAULTS [OVERLAY]", options->files,
+                       "Check files that are not in place");
+    AddSchema(arguments, options->schema);
+    return [options, &common] { return Check(*options, common); };
 }
 
 }  // namespace TamselCtl

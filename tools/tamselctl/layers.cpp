@@ -1,36 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "layers.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-#include <cerrno>
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 
 #include <json/json.h>
 
 #include <tamsel/errors.h>
-#include <tamsel/file_stream.h>
+#include <tamsel/extras/crash_safe_file_stream.h>
+#include <tamsel/extras/memory_stream.h>
 #include <tamsel/json_util.h>
+
+#include "lock_wait.h"
 
 namespace TamselCtl {
 
 namespace {
 
-std::shared_ptr<Tamsel::CInputFileStream> OpenToRead(const std::string& path) {
-    try {
-        return std::make_shared<Tamsel::CInputFileStream>(path);
-    } catch (const Tamsel::CAccessDenied&) {
-        throw CFailure(EExit::AccessDenied, path, "may not be read");
-    }
-}
+const std::string Extension = ".json";
 
-/// Gives the parser's own text, which the library puts on the lines after its first.
-std::string ParserText(const Tamsel::CInvalidConfig& error) {
-    const std::string text = error.what();
-    return text.substr(text.find('\n') + 1);
+std::string DefaultsDirectory(const SCommon& common) {
+    return common.root + "etc/" + common.subDirectory;
 }
 
 }  // namespace
@@ -41,63 +32,83 @@ Tamsel::TConfigMap SLayers::Merged() const {
     return merged;
 }
 
-CReadLock::CReadLock(const std::string& path)
-    : m_descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (m_descriptor < 0 || flock(m_descriptor, LOCK_SH) == 0 || errno != EINTR) return;
-    (void)close(m_descriptor);
-    throw CFailure(EExit::AccessDenied, path, "interrupted while another process writes it");
+SFiles FilesOf(const SCommon& common, const std::string& name) {
+    if (name.empty()) throw CFailure(EExit::Usage, "NAME", "must not be empty");
+    const std::string file = "/" + name + Extension;
+    return {DefaultsDirectory(common) + file, OverlayDirectory(common) + file};
 }
 
-CReadLock::~CReadLock() {
-    // Closing gives the lock up as well.
-    if (m_descriptor >= 0) (void)close(m_descriptor);
+std::string OverlayDirectory(const SCommon& common) {
+    return common.root + "data/" + common.subDirectory;
 }
 
-SFiles FilesOf(const SRequest& request) {
-    if (request.name.empty()) throw CFailure(EExit::Usage, "NAME", "must not be empty");
-    const std::string file = request.subDirectory + "/" + request.name + ".json";
-    return {request.root + "etc/" + file, request.root + "data/" + file};
+std::set<std::string> NamesIn(const std::string& directory, const std::string& extension) {
+    std::set<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator file(directory, error), end; !error && file != end;
+         file.increment(error)) {
+        const std::string name = file->path().filename();
+        const std::size_t size = name.size() - std::min(name.size(), extension.size());
+        if (size > 0 && name.substr(size) == extension) names.insert(name.substr(0, size));
+    }
+    if (!error || error == std::errc::no_such_file_or_directory) return names;
+    throw CFailure(EExit::AccessDenied, directory, error.message());
+}
+
+std::set<std::string> AllNames(const SCommon& common) {
+    std::set<std::string> names = NamesIn(DefaultsDirectory(common), Extension);
+    names.merge(NamesIn(OverlayDirectory(common), Extension));
+    return names;
 }
 
 bool IsThere(const std::string& path) {
     std::error_code error;
     const auto type = std::filesystem::status(path, error).type();
-    if (type == std::filesystem::file_type::not_found) return false;
-    if (type == std::filesystem::file_type::none) {
-        throw CFailure(EExit::AccessDenied, path, error.message());
-    }
-    if (type == std::filesystem::file_type::directory) {
-        throw CFailure(EExit::AccessDenied, path, "is a directory");
-    }
-    return true;
+    if (type != std::filesystem::file_type::none)
+        return type != std::filesystem::file_type::not_found;
+    throw CFailure(EExit::AccessDenied, path, error.message());
 }
 
-std::string ReadText(const std::string& path) {
-    if (!IsThere(path)) return {};
-    const auto stream = OpenToRead(path);
-    const CReadLock lock(path);
-    std::string text;
-    if (!stream->Read(text)) throw CFailure(EExit::AccessDenied, path, "cannot be opened");
-    return text;
+void RequireFile(const std::string& name, const SFiles& files, const std::string& hint) {
+    if (IsThere(files.defaults) || IsThere(files.overlay)) return;
+    throw CFailure(EExit::AbsentOrDifferent, name,
+                   "neither " + files.defaults + " nor " + files.overlay + " exists" + hint);
 }
 
-Tamsel::TConfigMap ReadMap(const std::string& path) {
-    if (!IsThere(path)) return {};
-    const auto stream = OpenToRead(path);
-    const CReadLock lock(path);
+std::string ReadText(const SCommon& common, const std::string& path) {
+    return WaitForLock(common, path, [&](std::chrono::milliseconds limit) {
+        return Tamsel::Extras::ReadText(path, limit);
+    });
+}
+
+Tamsel::TConfigMap ParseDefaults(const std::string& path, const std::string& text) {
+    const auto fail = [&](const std::string& problem) -> CFailure {
+        return {EExit::DoesNotParse, path, problem};
+    };
     try {
-        return Tamsel::JsonUtil::ReadConfig(stream);
+        return Tamsel::JsonUtil::ReadConfig(std::make_shared<Tamsel::Extras::CMemoryStream>(text));
     } catch (const Tamsel::CInvalidConfig& error) {
-        throw CFailure(EExit::DoesNotParse, path, "does not parse\n" + ParserText(error));
+        const std::string message = error.what();  // the parser's own text follows the first line
+        throw fail("does not parse" + message.substr(message.find('\n')));
     } catch (const Json::LogicError&) {
-        throw CFailure(EExit::DoesNotParse, path, "its top level is not an object");
+        throw fail("its top level is not an object");
     } catch (const Json::RuntimeError&) {
-        throw CFailure(EExit::DoesNotParse, path, "values are nested deeper than 1000 levels");
+        throw fail("values are nested deeper than 1000 levels");
     }
 }
 
-SLayers ReadLayers(const SFiles& files) {
-    return {ReadMap(files.defaults), ReadMap(files.overlay)};
+Tamsel::TConfigMap ParseOverlay(const std::string& path, const std::string& text) try {
+    return ParseDefaults(path, text);
+} catch (const CFailure& failure) {
+    const std::string message = failure.what();
+    throw CFailure(EExit::DoesNotParse,
+                   message.substr(0, message.find_last_not_of('\n') + 1) +
+                       "\nerase --force drops all changes; import --replace puts saved ones back");
+}
+
+SLayers ReadLayers(const SCommon& common, const SFiles& files) {
+    return {ParseDefaults(files.defaults, ReadText(common, files.defaults)),
+            ParseOverlay(files.overlay, ReadText(common, files.overlay))};
 }
 
 const Json::Value* Find(const Tamsel::TConfigMap& map, const std::string& key) {

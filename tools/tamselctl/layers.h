@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <set>
 #include <string>
 
 #include <json/value.h>
 
 #include <tamsel/types.h>
 
-#include "request.h"
+#include "arguments.h"
 
 namespace TamselCtl {
 
@@ -22,44 +23,43 @@ struct SLayers {
     Tamsel::TConfigMap defaults;
     Tamsel::TConfigMap overlay;
 
-    /// Gives every key with the value that a program gets for it.
+    /// Returns every key with the value that a program gets for it.
     Tamsel::TConfigMap Merged() const;
 };
 
-/// Keeps the library's writers out of a file while it is read, so that a reader never meets one
-/// half-way. Without a file there is nothing to hold, and that is no error.
-///
-/// Never write to the file meanwhile: the writer would wait for this lock for ever.
-class CReadLock {
-public:
-    /// \throws CFailure a signal ended the waiting
-    explicit CReadLock(const std::string& path);
-    ~CReadLock();
-    CReadLock(const CReadLock&) = delete;
-    CReadLock& operator=(const CReadLock&) = delete;
+/// Returns the paths of a configuration. \throws CFailure the name is empty
+SFiles FilesOf(const SCommon& common, const std::string& name);
 
-private:
-    const int m_descriptor;
-};
+/// Returns the names of the files that end in `extension`, without it, in a directory; none when it
+/// is missing. \throws CFailure it cannot be read
+std::set<std::string> NamesIn(const std::string& directory, const std::string& extension);
 
-/// Names the files that `request` is about. \throws CFailure its configuration has no name
-SFiles FilesOf(const SRequest& request);
+/// Returns the names of all configurations.
+std::set<std::string> AllNames(const SCommon& common);
 
-/// Tells whether a file is there. \throws CFailure that cannot be told, or it is a directory
+/// Returns the directory of the overlays.
+std::string OverlayDirectory(const SCommon& common);
+
+/// Tells whether there is a file or directory. \throws CFailure that cannot be told
 bool IsThere(const std::string& path);
 
-/// Gives a file's text; none when it is missing. \throws CFailure it may not be read
-std::string ReadText(const std::string& path);
+/// Throws `CFailure` unless the configuration has a file, so that a mistyped name is reported.
+void RequireFile(const std::string& name, const SFiles& files, const std::string& hint = "");
 
-/// Gives what a file holds; nothing when it is missing. Creates and changes nothing.
-///
-/// \throws CFailure the file may not be read, or does not parse
-Tamsel::TConfigMap ReadMap(const std::string& path);
+/// Reads the whole text of a file; "" when it is missing. Creates nothing.
+/// \throws CFailure it cannot be read, or not be locked in time
+std::string ReadText(const SCommon& common, const std::string& path);
 
-/// Reads both files, each as `ReadMap`.
-SLayers ReadLayers(const SFiles& files);
+/// Returns what a file holds whose text is `text`. \throws CFailure it does not parse
+Tamsel::TConfigMap ParseDefaults(const std::string& path, const std::string& text);
 
-/// Looks a key up; null when the map does not hold it.
+/// The same, and what it throws also says what mends an overlay.
+Tamsel::TConfigMap ParseOverlay(const std::string& path, const std::string& text);
+
+/// Reads both files, each once.
+SLayers ReadLayers(const SCommon& common, const SFiles& files);
+
+/// Returns the value of a key; null when the map does not hold it.
 const Json::Value* Find(const Tamsel::TConfigMap& map, const std::string& key);
 
 }  // namespace TamselCtl

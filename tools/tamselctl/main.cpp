@@ -3,191 +3,115 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <iostream>
-#include <limits>
+#include <algorithm>
+#include <string>
 
-#include <CLI/CLI.hpp>
-
-#include <tamsel/errors.h>
-
-#include "changing.h"
-#include "check.h"
+#include "arguments.h"
+#include "commands.h"
 #include "output.h"
-#include "reading.h"
-#include "request.h"
-#include "watch.h"
 
 namespace TamselCtl {
 
 namespace {
 
-/// What a command takes besides NAME.
-enum ETakes : unsigned int {
-    Nothing = 0,
-    OneKey = 1,
-    Value = 2,
-    File = 4,
-    SomeKeys = 8,
-    Text = 16,
-    Force = 32,
-    Verification = 64,
-    OverlayOnly = 128,
-    Limits = 256,
-};
-
 struct SCommand {
     const char* name;
     const char* summary;
-    EExit (*run)(const SRequest&);
-    unsigned int takes;
+    TPrepare* prepare;
 };
 
 constexpr SCommand Commands[] = {
-    {"get", "Print the value of a key", Get, OneKey | Text},
-    {"set", "Change the value of a key", Set, OneKey | Value | Text | Force | Verification},
-    {"restore", "Undo the change of a key", Restore, OneKey},
-    {"erase", "Undo all changes", Erase, Force},
-    {"list", "Print every key with value, type and source", List, Nothing},
-    {"keys", "Print every key", Keys, Nothing},
-    {"diff", "Print what the overlay changes", Diff, Nothing},
-    {"watch", "Print each change of a key as it happens", Watch, SomeKeys | Limits},
-    {"check", "Look both files through for faults", Check, Nothing},
-    {"export", "Print the whole configuration as a document", Export, OverlayOnly},
-    {"import", "Change many keys by one write", Import, File | Force | Verification},
+    {"get", "Print the value of a key", PrepareGet},
+    {"set", "Change the value of a key", PrepareSet},
+    {"restore", "Undo the change of a key", PrepareRestore},
+    {"erase", "Undo all changes", PrepareErase},
+    {"list", "Print every key with value, type and source", PrepareList},
+    {"keys", "Print every key", PrepareKeys},
+    {"diff", "Print what the overlay changes", PrepareDiff},
+    {"watch", "Print each change of a key as it happens", PrepareWatch},
+    {"check", "Look for faults in the files", PrepareCheck},
+    {"recover", "Complete changes that were interrupted", PrepareRecover},
+    {"export", "Print the whole configuration as a document", PrepareExport},
+    {"import", "Change many keys by one write", PrepareImport},
 };
 
-const char* const Footer =
-    "Options may also stand behind COMMAND; COMMAND --help tells what it takes.\n"
+const char* const ExitCodes =
     "Exit code: 0 done, 1 key absent or difference found, 2 usage, 3 wrong type,\n"
-    "4 a file does not parse, 5 access denied, 6 write or verification failed.\n"
+    "4 a file does not parse, 5 access denied, 6 write failed, 7 lock not obtained.\n"
     "More in tamselctl(1).";
 
-void AddPositionals(CLI::App& command, unsigned int takes, SRequest& request) {
-    command.add_option("NAME", request.name, "Configuration, the files' name without .json")
-        ->required();
-    if (takes & OneKey) command.add_option("KEY", request.key, "Key")->required();
-    if (takes & Value) {
-        command.add_option("VALUE", request.value, "New value as JSON; - reads standard input")
-            ->required();
+/// Returns the place of the command's name: behind options only, with their values.
+TWords::iterator FindCommand(TWords& words) {
+    const auto takesValue = [](const std::string& word) {
+        return word == "--root" || word == "--subdir" || word == "--wait";
+    };
+    auto word = words.begin();
+    while (word != words.end() && word->size() > 1 && word->front() == '-') {
+        word += takesValue(*word) && word + 1 != words.end() ? 2 : 1;
     }
-    if (takes & File) {
-        command.add_option("FILE", request.file, "JSON object; - reads standard input")->required();
-    }
-    if (takes & SomeKeys) {
-        command.add_option("KEY", request.keys, "Keys to tell of; all when none is given");
-    }
+    return word;
 }
 
-void AddOptions(CLI::App& command, unsigned int takes, SRequest& request) {
-    if (takes & Text) command.add_flag("--string", request.asText, "The value is bare text");
-    if (takes & Force) {
-        command.add_flag("--force", request.isForced,
-                         "Accept another type; erase a broken overlay");
-    }
-    if (takes & Verification) {
-        command.add_flag("--verify", request.isVerified, "Read the file back afterwards");
-    }
-    if (takes & OverlayOnly) {
-        command.add_flag("--overlay", request.onlyOverlay, "Print the changes alone");
-    }
-    if (takes & Limits) {
-        command.add_option("--count", request.count, "End after so many lines")
-            ->type_name("N")
-            ->check(CLI::Range(1u, std::numeric_limits<unsigned int>::max(), ""));
-        command.add_option("--timeout", request.timeout, "End after so many seconds")
-            ->type_name("SECONDS")
-            ->check(CLI::Range(0.0, 1e9, ""));
-    }
+/// Builds the command line of one command only, for that is what takes time at the start.
+EExit RunCommand(const SCommand& command, TWords words) {
+    SCommon common;
+    CArguments arguments(std::string("tamselctl ") + command.name, command.summary, ExitCodes);
+    const TRun run = command.prepare(arguments, common);
+    arguments.AddCommon(common);
+    if (!arguments.Parse(std::move(words))) return EExit::Done;
+    if (!common.root.empty() && common.root.back() != '/') common.root += '/';
+    return run();
 }
 
-/// Puts the whole command line together, and gives the command that `request` is to be run by.
-void AddCommands(CLI::App& app, SRequest& request, const SCommand*& chosen) {
-    app.add_option("--root", request.root, "Where etc/ and data/ are")
-        ->type_name("PREFIX")
-        ->capture_default_str();
-    app.add_option("--subdir", request.subDirectory, "Folder of the files in both")
-        ->type_name("DIR")
-        ->capture_default_str();
-    app.add_flag("--json", request.asJson, "Print one JSON object, for programs");
-    app.set_version_flag("--version", std::string("tamselctl ") + TAMSELCTL_VERSION);
-    app.require_subcommand(0, 1);  // none is told below, so that a mistyped one is named
-    app.fallthrough();
-    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-    app.footer(Footer);
-    for (const SCommand& command : Commands) {
-        CLI::App* const part = app.add_subcommand(command.name, command.summary)->group("Commands");
-        AddPositionals(*part, command.takes, request);
-        AddOptions(*part, command.takes, request);
-        part->callback([&command, &chosen] { chosen = &command; });
+EExit RunWithoutCommand(TWords words) {
+    std::string footer = "Commands:\n";
+    for (const auto& [name, summary, prepare] : Commands) {
+        footer += std::string("  ") + name + std::string(9 - std::string(name).size(), ' ');
+        footer += std::string(summary) + '\n';
     }
+    footer += "COMMAND --help tells what a command takes.\n\n";
+    CArguments arguments("tamselctl COMMAND", "Reads, changes and follows configurations.",
+                         footer + ExitCodes);
+    SCommon common;
+    arguments.AddCommon(common);
+    arguments.AddVersion(std::string("tamselctl ") + TAMSELCTL_VERSION);
+    if (!arguments.Parse(std::move(words))) return EExit::Done;
+    FailUsage("COMMAND is required");
 }
 
-EExit Report(EExit exitCode, const std::string& message) {
-    std::cerr << "tamselctl: " << message.substr(0, message.find_last_not_of('\n') + 1) << '\n';
-    return exitCode;
+EExit Run(TWords words) {
+    const auto word = FindCommand(words);
+    if (word == words.end()) return RunWithoutCommand(words);
+    const auto command = std::find_if(std::begin(Commands), std::end(Commands),
+                                      [&](const SCommand& each) { return each.name == *word; });
+    if (command == std::end(Commands)) FailUsage("no such command: " + *word);
+    words.erase(word);
+    return RunCommand(*command, std::move(words));
 }
 
-EExit ReportUsage(const std::string& problem) {
-    return Report(EExit::Usage, problem + "; see tamselctl --help");
-}
-
-EExit Run(const SCommand& command, const SRequest& request) {
-    try {
-        const EExit exitCode = command.run(request);
-        FlushOutput();
-        return exitCode;
-    } catch (const CFailure& failure) {
-        return Report(failure.ExitCode(), failure.what());
-    } catch (const Tamsel::CAccessDenied& error) {
-        return Report(EExit::AccessDenied, error.what());
-    } catch (const Tamsel::CInotifyHandlingError& error) {
-        return Report(EExit::AccessDenied, error.what());
-    } catch (const Tamsel::CInvalidConfig& error) {
-        return Report(EExit::DoesNotParse, error.what());
-    } catch (const std::exception& error) {
-        return Report(EExit::WriteFailed, request.name + ": " + error.what());
-    }
-}
-
-EExit Main(int argc, char** argv) {
-    SRequest request;
-    const SCommand* chosen = nullptr;
-    CLI::App app{"Reads, changes and follows configurations: defaults, and an overlay over them.",
-                 "tamselctl"};
-    AddCommands(app, request, chosen);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ExtrasError&) {
-        // The error's own text has them in reverse.
-        return ReportUsage("not expected: " + CLI::detail::join(app.remaining(true), " "));
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() != 0) return ReportUsage(error.what());
-        (void)app.exit(error);  // prints the help or the version
-        if (std::cout.flush()) return EExit::Done;
-        return Report(EExit::WriteFailed, "standard output: write failed");
-    }
-    if (chosen == nullptr) return ReportUsage("COMMAND is required");
-    if (!request.root.empty() && request.root.back() != '/') request.root += '/';
-    return Run(*chosen, request);
-}
-
-/// Makes sure that a closed standard stream is noticed when it is used, and that no file of ours is
-/// opened in its place and gets the output.
+/// Makes sure that a closed standard stream fails when it is used, and that no file of ours is
+/// opened in its place and gets the output: standard input can then be written only, the others
+/// can be read only.
 void OccupyStandardStreams() {
-    int descriptor = 0;
-    do {
-        descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor > STDERR_FILENO) (void)close(descriptor);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) != -1) continue;
+        // Gets the lowest number that is free.
+        (void)open("/dev/null", (stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
+    }
 }
 
 }  // namespace
 
 }  // namespace TamselCtl
 
-// NOLINTNEXTLINE(bugprone-exception-escape): only want of memory, before anything is begun
+// NOLINTNEXTLINE(bugprone-exception-escape): only when out of memory, before anything is begun
 int main(int argc, char** argv) {
-    TamselCtl::OccupyStandardStreams();
+    using namespace TamselCtl;
+    OccupyStandardStreams();
     (void)signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is a failed write
-    return static_cast<int>(TamselCtl::Main(argc, argv));
+    return static_cast<int>(RunReporting([&] {
+        const EExit exitCode = Run(TWords(argv + 1, argv + std::max(argc, 1)));
+        FlushOutput();
+        return exitCode;
+    }));
 }

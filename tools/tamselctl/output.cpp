@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "failure.h"
 #include "json_text.h"
-#include "request.h"
 
 namespace TamselCtl {
 

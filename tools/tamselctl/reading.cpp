@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "reading.h"
-
 #include <iostream>
+#include <memory>
 
 #include <json/writer.h>
 
+#include "commands.h"
+#include "input.h"
 #include "json_text.h"
 #include "layers.h"
 #include "output.h"
@@ -13,14 +14,11 @@ namespace TamselCtl {
 
 namespace {
 
-/// Reads a configuration of which at least one file exists, so that a mistyped name is told.
-SLayers ReadExisting(const SRequest& request) {
-    const SFiles files = FilesOf(request);
-    if (!IsThere(files.defaults) && !IsThere(files.overlay)) {
-        throw CFailure(EExit::AbsentOrDifferent, request.name,
-                       "neither " + files.defaults + " nor " + files.overlay + " exists");
-    }
-    return ReadLayers(files);
+SLayers ReadExisting(const SCommon& common, const std::string& name) {
+    const SFiles files = FilesOf(common, name);
+    SLayers layers = ReadLayers(common, files);
+    RequireFile(name, files);
+    return layers;
 }
 
 std::string SourceOf(const Json::Value* byDefault, const Json::Value* byOverlay) {
@@ -28,77 +26,127 @@ std::string SourceOf(const Json::Value* byDefault, const Json::Value* byOverlay)
     return byDefault == nullptr ? "overlay" : "overlay over " + ShownValue(byDefault);
 }
 
-Json::Value Describe(const SLayers& layers, const std::string& key) {
-    const Json::Value* const byDefault = Find(layers.defaults, key);
-    const Json::Value* const byOverlay = Find(layers.overlay, key);
+Json::Value Entry(const std::string& key, const Json::Value& value, const char* source) {
     Json::Value entry;
     entry["key"] = key;
-    entry["value"] = byOverlay != nullptr ? *byOverlay : *byDefault;
-    entry["type"] = KindOf(entry["value"]);
-    entry["source"] = byOverlay != nullptr ? "overlay" : "default";
-    if (byOverlay != nullptr && byDefault != nullptr) entry["default"] = *byDefault;
+    entry["value"] = value;
+    entry["type"] = KindOf(value);
+    entry["source"] = source;
     return entry;
 }
 
-void PrintText(const std::string& key, const Json::Value& value) {
-    if (!value.isString()) {
-        throw CFailure(EExit::WrongType, ShownKey(key), "is not a string but " + KindOf(value));
-    }
-    PrintLine(value.asString());
+/// Describes a key that either layer has, for programs.
+Json::Value Describe(const SLayers& layers, const std::string& key) {
+    const Json::Value* const byDefault = Find(layers.defaults, key);
+    const Json::Value* const byOverlay = Find(layers.overlay, key);
+    if (byOverlay == nullptr) return Entry(key, *byDefault, "default");
+    Json::Value entry = Entry(key, *byOverlay, "overlay");
+    if (byDefault != nullptr) entry["default"] = *byDefault;
+    return entry;
 }
 
-}  // namespace
+struct SGet {
+    std::string name;
+    TWords keys;
+    TOptional pointer;
+    TOptional fallback;
+    bool asText = false;
+};
 
-EExit Get(const SRequest& request) {
-    const SLayers layers = ReadExisting(request);
-    const Tamsel::TConfigMap merged = layers.Merged();
-    const Json::Value* const value = Find(merged, request.key);
-    if (value == nullptr) {
-        throw CFailure(EExit::AbsentOrDifferent, ShownKey(request.key),
-                       "no such key in " + request.name);
+/// Returns the wanted keys alone, each with what its value has at the wanted place. Where the
+/// overlay has the key and not the place, neither has the default.
+SLayers Selected(SLayers layers, const SGet& options) {
+    SLayers selected;
+    const auto select = [&](Tamsel::TConfigMap& from, Tamsel::TConfigMap& to,
+                            const std::string& key) {
+        const auto found = from.find(key);
+        if (found == from.end()) return true;
+        const Json::Value* const value =
+            FindAt(found->second, options.pointer.value_or(""), EMissing::IsNull);
+        if (value != nullptr) to[key] = *value;
+        return value != nullptr;
+    };
+    for (const std::string& key : options.keys) {
+        if (select(layers.overlay, selected.overlay, key)) {
+            (void)select(layers.defaults, selected.defaults, key);
+        }
     }
-    if (request.asText) {
-        PrintText(request.key, *value);
+    return selected;
+}
+
+std::string ToText(const std::string& key, const Json::Value& value) {
+    if (value.isString()) return value.asString();
+    throw CFailure(EExit::WrongType, ShownKey(key), "is not a string but " + KindOf(value));
+}
+
+EExit Get(const SGet& options, const SCommon& common) {
+    Json::Value fallback;
+    (void)FindAt(fallback, options.pointer.value_or(""), EMissing::IsNull);  // refuses a wrong one
+    if (options.fallback) fallback = ParseGiven("--default", *options.fallback, options.asText);
+    const SLayers layers =
+        Selected(options.fallback ? ReadLayers(common, FilesOf(common, options.name))
+                                  : ReadExisting(common, options.name),
+                 options);
+    const Tamsel::TConfigMap merged = layers.Merged();
+    Json::Value all(Json::objectValue);
+    std::string lines;
+    for (const std::string& key : options.keys) {
+        const Json::Value* const value = Find(merged, key);
+        if (value == nullptr && !options.fallback) {
+            throw CFailure(EExit::AbsentOrDifferent, ShownKey(key),
+                           options.pointer
+                               ? "nothing at " + *options.pointer + " in " + options.name
+                               : "no such key in " + options.name);
+        }
+        all[key] = value != nullptr ? Describe(layers, key) : Entry(key, fallback, "option");
+        const Json::Value& shown = value != nullptr ? *value : fallback;
+        lines += (options.asText ? ToText(key, shown) : ToLine(shown)) + '\n';
+    }
+    if (!common.asJson) {
+        std::cout << lines;
     } else {
-        PrintJson(request.asJson ? Describe(layers, request.key) : *value);
+        PrintJson(options.keys.size() == 1 ? all[options.keys.front()] : all);
     }
     return EExit::Done;
 }
 
-EExit List(const SRequest& request) {
-    const SLayers layers = ReadExisting(request);
+EExit ListNames(const SCommon& common) {
+    Json::Value all;
+    all["names"] = Json::arrayValue;
+    for (const std::string& name : AllNames(common)) {
+        all["names"].append(name);
+        if (!common.asJson) PrintLine(ShownKey(name));
+    }
+    if (common.asJson) PrintJson(all);
+    return EExit::Done;
+}
+
+EExit List(const SLayers& layers, const SCommon& common) {
     Json::Value all(Json::objectValue);
     std::vector<SRow> rows;
     for (const auto& [key, value] : layers.Merged()) {
         const Json::Value* const byOverlay = Find(layers.overlay, key);
-        if (request.asJson) {
-            all[key] = Describe(layers, key);
-        } else {
-            rows.push_back({{ShownKey(key), ShownValue(&value), KindOf(value),
-                             SourceOf(Find(layers.defaults, key), byOverlay)},
-                            byOverlay != nullptr});
-        }
+        all[key] = Describe(layers, key);
+        rows.push_back({{ShownKey(key), ShownValue(&value), KindOf(value),
+                         SourceOf(Find(layers.defaults, key), byOverlay)},
+                        byOverlay != nullptr});
     }
-    request.asJson ? PrintJson(all) : PrintTable(rows);
+    common.asJson ? PrintJson(all) : PrintTable(rows);
     return EExit::Done;
 }
 
-EExit Keys(const SRequest& request) {
+EExit Keys(const SLayers& layers, const SCommon& common) {
     Json::Value all;
     all["keys"] = Json::arrayValue;
-    for (const auto& [key, value] : ReadExisting(request).Merged()) {
-        if (request.asJson) {
-            all["keys"].append(key);
-        } else {
-            PrintLine(ShownKey(key));
-        }
+    for (const auto& [key, value] : layers.Merged()) {
+        all["keys"].append(key);
+        if (!common.asJson) PrintLine(ShownKey(key));
     }
-    if (request.asJson) PrintJson(all);
+    if (common.asJson) PrintJson(all);
     return EExit::Done;
 }
 
-EExit Diff(const SRequest& request) {
-    const SLayers layers = ReadExisting(request);
+EExit Diff(const SLayers& layers, const SCommon& common) {
     Json::Value all(Json::objectValue);
     std::vector<SRow> rows;
     for (const auto& [key, value] : layers.overlay) {
@@ -108,19 +156,60 @@ EExit Diff(const SRequest& request) {
         all[key]["value"] = value;
         rows.push_back({{ShownKey(key), ShownValue(byDefault), "->", ShownValue(&value)}});
     }
-    request.asJson ? PrintJson(all) : PrintTable(rows);
+    common.asJson ? PrintJson(all) : PrintTable(rows);
     return rows.empty() ? EExit::Done : EExit::AbsentOrDifferent;
 }
 
-EExit Export(const SRequest& request) {
-    const SLayers layers = ReadExisting(request);
-    const Json::Value document = ToDocument(request.onlyOverlay ? layers.overlay : layers.Merged());
-    if (request.asJson) {
-        PrintJson(document);
-    } else {
-        std::cout << document << '\n';  // in the layout of the files
-    }
-    return EExit::Done;
+/// Adds NAME and no more.
+TRun PrepareForName(CArguments& arguments, const SCommon& common,
+                    EExit (*run)(const SLayers&, const SCommon&)) {
+    const auto name = std::make_shared<std::string>();
+    arguments.AddName(*name);
+    return [name, &common, run] { return run(ReadExisting(common, *name), common); };
+}
+
+}  // namespace
+
+TRun PrepareGet(CArguments& arguments, const SCommon& common) {
+    const auto options = std::make_shared<SGet>();
+    arguments.AddName(options->name);
+    arguments.AddWords("KEY", options->keys, true, "Keys; the value of each is printed on a line");
+    arguments.AddFlag("--string", options->asText, "Print text without quotes");
+    arguments.AddText("--default", "VALUE", options->fallback, "Print this for what is absent");
+    arguments.AddText("--at", "POINTER", options->pointer, "Look into the value, by JSON Pointer");
+    return [options, &common] { return Get(*options, common); };
+}
+
+TRun PrepareList(CArguments& arguments, const SCommon& common) {
+    const auto names = std::make_shared<TWords>();
+    arguments.AddWords("NAME", *names, false, "Configuration; all names are printed without it");
+    return [names, &common] {
+        if (names->empty()) return ListNames(common);
+        if (names->size() > 1) FailUsage("not expected: " + names->at(1));
+        return List(ReadExisting(common, names->front()), common);
+    };
+}
+
+TRun PrepareKeys(CArguments& arguments, const SCommon& common) {
+    return PrepareForName(arguments, common, Keys);
+}
+
+TRun PrepareDiff(CArguments& arguments, const SCommon& common) {
+    return PrepareForName(arguments, common, Diff);
+}
+
+TRun PrepareExport(CArguments& arguments, const SCommon& common) {
+    const auto name = std::make_shared<std::string>();
+    const auto onlyOverlay = std::make_shared<bool>(false);
+    arguments.AddName(*name);
+    arguments.AddFlag("--overlay", *onlyOverlay, "Print the changes alone");
+    return [name, onlyOverlay, &common] {
+        const SLayers layers = ReadExisting(common, *name);
+        const Json::Value document = ToDocument(*onlyOverlay ? layers.overlay : layers.Merged());
+        // In the layout of the files.
+        common.asJson ? PrintJson(document) : (void)(std::cout << document << '\n');
+        return EExit::Done;
+    };
 }
 
 }  // namespace TamselCtl

@@ -1,6 +1,6 @@
 # bash completion for tamselctl(1)
 
-# The configurations below $1, in the folder $2: the names of the files without .json.
+# The configurations below $1, in the directory $2: the names of the files without .json.
 _tamselctl_names() {
     local file
     for file in "$1"etc/"$2"/*.json "$1"data/"$2"/*.json; do
@@ -10,45 +10,54 @@ _tamselctl_names() {
 
 _tamselctl() {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local root=/ folder=config i words=()
-    local commands=(get set restore erase list keys diff watch check export import)
+    local root=/ directory=config i words=() arguments=()
+    local commands=(get set restore erase list keys diff watch check recover export import)
 
+    [[ $word != = ]] || word=
+    [[ $previous != = ]] || previous=${COMP_WORDS[COMP_CWORD - 2]}
     case $previous in
         --root | --subdir) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
-        --count | --timeout) return ;;
+        --schema | --files) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+        --count | --timeout | --wait | --at | --default) return ;;
     esac
+    # bash splits --root=DIR at the "=", which is then a word of its own.
     for ((i = 1; i < COMP_CWORD; ++i)); do
-        case ${COMP_WORDS[i]} in
-            --root) root=${COMP_WORDS[++i]%/}/ ;;
-            --subdir) folder=${COMP_WORDS[++i]} ;;
-            --count | --timeout) ((++i)) ;;
+        [[ ${COMP_WORDS[i]} == = ]] || words+=("${COMP_WORDS[i]}")
+    done
+    for ((i = 0; i < ${#words[@]}; ++i)); do
+        case ${words[i]} in
+            --root) root=${words[++i]%/}/ ;;
+            --subdir) directory=${words[++i]} ;;
+            --count | --timeout | --wait | --at | --default | --schema | --files) ((++i)) ;;
             -*) ;;
-            *) words+=("${COMP_WORDS[i]}") ;;
+            *) arguments+=("${words[i]}") ;;
         esac
     done
 
-    local options=(--root --subdir --json --help)
-    case ${words[0]} in
+    local options=(--root --subdir --json --wait --help)
+    case ${arguments[0]} in
         "") options+=(--version) ;;
-        get) options+=(--string) ;;
-        set) options+=(--string --force --verify) ;;
-        erase) options+=(--force) ;;
-        watch) options+=(--count --timeout) ;;
+        get) options+=(--string --default --at) ;;
+        set) options+=(--string --at --create --force) ;;
+        restore | erase) options+=(--force) ;;
+        watch) options+=(--initial --count --timeout) ;;
+        check) options+=(--files --schema) ;;
         export) options+=(--overlay) ;;
-        import) options+=(--force --verify) ;;
+        import) options+=(--replace --create --force --schema) ;;
     esac
     local choices=() choice
     if [[ $word == -* ]]; then
         choices=("${options[@]}")
-    elif ((${#words[@]} == 0)); then
+    elif ((${#arguments[@]} == 0)); then
         choices=("${commands[@]}")
-    elif ((${#words[@]} == 1)); then
-        mapfile -t choices < <(_tamselctl_names "$root" "$folder")
     else
-        case ${words[0]}:${#words[@]} in
-            get:2 | set:2 | restore:2 | watch:*)
-                mapfile -t choices < <(
-                    tamselctl --root "$root" --subdir "$folder" keys -- "${words[1]}" 2>/dev/null)
+        case ${arguments[0]}:${#arguments[@]} in
+            *:1 | check:* | recover:*)
+                mapfile -t choices < <(_tamselctl_names "$root" "$directory")
+                ;;
+            get:* | set:*[02468] | restore:* | watch:*)
+                mapfile -t choices < <(tamselctl --root "$root" --subdir "$directory" \
+                    keys -- "${arguments[1]}" 2>/dev/null)
                 ;;
             import:2) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
         esac

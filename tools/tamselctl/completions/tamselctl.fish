@@ -3,9 +3,14 @@
 # Prints the value of the option $argv[1] on the command line, or else $argv[2].
 function __tamselctl_option
     set -l words (commandline -opc)
-    set -l at (contains -i -- $argv[1] $words)
-    and echo $words[(math $at + 1)]
-    or echo $argv[2]
+    set -l joined (string replace -fr -- "^$argv[1]=" '' $words)
+    if set -q joined[1]
+        echo $joined[-1]
+    else if set -l at (contains -i -- $argv[1] $words)
+        echo $words[(math $at + 1)]
+    else
+        echo $argv[2]
+    end
 end
 
 # Prints the words behind the options: the command, the configuration, and what follows.
@@ -13,7 +18,7 @@ function __tamselctl_words
     set -l words (commandline -opc)[2..-1]
     while set -q words[1]
         switch $words[1]
-            case --root --subdir --count --timeout
+            case --root --subdir --count --timeout --wait --at --default --schema --files
                 set -e words[1]
             case '-*'
             case '*'
@@ -40,8 +45,8 @@ end
 
 function __tamselctl_names
     set -l root (__tamselctl_root)
-    set -l folder (__tamselctl_option --subdir config)
-    for file in $root{etc,data}/$folder/*.json
+    set -l directory (__tamselctl_option --subdir config)
+    for file in $root{etc,data}/$directory/*.json
         string replace -r '.*/(.*)\.json$' '$1' -- $file
     end
 end
@@ -52,20 +57,32 @@ function __tamselctl_keys
         keys -- $words[2] 2>/dev/null
 end
 
-set -l all get set restore erase list keys diff watch check export import
+set -l all get set restore erase list keys diff watch check recover export import
 
 complete -c tamselctl -f
 complete -c tamselctl -l root -xa '(__fish_complete_directories)' -d 'Where etc/ and data/ are'
-complete -c tamselctl -l subdir -x -d 'Folder of the files in both'
-complete -c tamselctl -l json -d 'Print one JSON object'
+complete -c tamselctl -l subdir -x -d 'Directory of the files in both'
+complete -c tamselctl -l json -d 'Print JSON, for programs'
+complete -c tamselctl -l wait -x -d 'Wait so long for a lock'
 complete -c tamselctl -s h -l help -d 'Print a short help'
 complete -c tamselctl -l version -d 'Print the version'
-complete -c tamselctl -n '__tamselctl_takes get set' -l string -d 'The value is bare text'
-complete -c tamselctl -n '__tamselctl_takes set erase import' -l force -d 'Accept another type'
-complete -c tamselctl -n '__tamselctl_takes set import' -l verify -d 'Read the file back'
-complete -c tamselctl -n '__tamselctl_takes export' -l overlay -d 'Print the changes alone'
-complete -c tamselctl -n '__tamselctl_takes watch' -l count -x -d 'End after so many lines'
-complete -c tamselctl -n '__tamselctl_takes watch' -l timeout -x -d 'End after so many seconds'
+
+# Adds an option to the commands $argv[1]; the rest is for complete.
+function __tamselctl_add
+    complete -c tamselctl -n "__tamselctl_takes $argv[1]" $argv[2..-1]
+end
+__tamselctl_add 'get set' -l string -d 'The value is bare text'
+__tamselctl_add 'get set' -l at -x -d 'A part of the value, by JSON Pointer'
+__tamselctl_add get -l default -x -d 'Print this for what is absent'
+__tamselctl_add 'set import' -l create -d 'Accept a name that has no file yet'
+__tamselctl_add 'set restore erase import' -l force -d 'Accept another type, or a loss'
+__tamselctl_add import -l replace -d 'Replace the whole overlay'
+__tamselctl_add 'check import' -l schema -rF -d 'Require that values conform to a JSON Schema'
+__tamselctl_add check -l files -rF -d 'Check files that are not in place'
+__tamselctl_add export -l overlay -d 'Print the changes alone'
+__tamselctl_add watch -l initial -d 'Print the present values first'
+__tamselctl_add watch -l count -x -d 'End after so many changes'
+__tamselctl_add watch -l timeout -x -d 'End after so long'
 
 set -l none 'test (count (__tamselctl_words)) -eq 0'
 complete -c tamselctl -n $none -a get -d 'Print the value of a key'
@@ -76,12 +93,13 @@ complete -c tamselctl -n $none -a list -d 'Print every key with value, type and 
 complete -c tamselctl -n $none -a keys -d 'Print every key'
 complete -c tamselctl -n $none -a diff -d 'Print what the overlay changes'
 complete -c tamselctl -n $none -a watch -d 'Print each change of a key as it happens'
-complete -c tamselctl -n $none -a check -d 'Look both files through for faults'
+complete -c tamselctl -n $none -a check -d 'Look for faults in the files'
+complete -c tamselctl -n $none -a recover -d 'Complete changes that were interrupted'
 complete -c tamselctl -n $none -a export -d 'Print the whole configuration'
 complete -c tamselctl -n $none -a import -d 'Change many keys by one write'
 
 complete -c tamselctl -n "__tamselctl_at 1 $all" -a '(__tamselctl_names)'
-complete -c tamselctl -n '__tamselctl_at 2 get set restore' -a '(__tamselctl_keys)'
-complete -c tamselctl -n '__tamselctl_takes watch; and not __tamselctl_at 1 watch' \
-    -a '(__tamselctl_keys)'
+complete -c tamselctl -n '__tamselctl_takes check recover' -a '(__tamselctl_names)'
+complete -c tamselctl -n '__tamselctl_takes get set restore watch' \
+    -n 'test (count (__tamselctl_words)) -gt 1' -a '(__tamselctl_keys)'
 complete -c tamselctl -n '__tamselctl_at 2 import' -F

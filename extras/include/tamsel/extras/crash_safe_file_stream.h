@@ -108,6 +108,12 @@ private:
     std::pair<std::uint64_t, std::uint64_t> m_synchronized;  // guarded by m_mutex
 };
 
+/// Returns the whole text of the overlay file at `path`, "" for a missing one. Creates nothing.
+/// Completes an interrupted change, as `CCrashSafeFileStream::Read` does.
+///
+/// \throws std::system_error a file cannot be opened, locked or read
+std::string ReadText(const std::string& path, std::chrono::milliseconds lockLimit = NoTimeLimit);
+
 /// Completes an interrupted change of the overlay file at `path`, so that programs on the bare
 /// library find it whole. Returns true if there was one; if not, this is fast and touches nothing.
 /// Run it at boot, before such programs start: `tamselctl recover` does.

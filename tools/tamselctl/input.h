@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include <json/value.h>
+
+namespace TamselCtl {
+
+/// Reads a file to its end, a pipe too; "-" is standard input. Takes no lock.
+/// \throws CFailure it cannot be read
+std::string ReadInput(const std::string& file);
+
+/// Reads a file that holds a JSON object. \throws CFailure it cannot be read, or does not
+Json::Value ReadDocument(const std::string& file);
+
+/// Returns the value that an argument gives: JSON, or bare text.
+/// \throws CFailure it is not JSON, or cannot be stored; `subject` begins the message
+Json::Value ParseGiven(const std::string& subject, const std::string& text, bool isBareText);
+
+extern const std::string NotStorable;
+
+}  // namespace TamselCtl
