@@ -196,6 +196,8 @@ const std::string& EnsureDocument(const CFileLock& journal, const std::string& p
 }
 
 std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try {
+    // Most files have no journal, and an exception is what takes the time then.
+    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return nullptr;
     return std::make_unique<CFileLock>(path, CFileLock::EMode::Shared, limit);
 } catch (const std::system_error& error) {
     if (error.code() == std::errc::no_such_file_or_directory) return nullptr;
