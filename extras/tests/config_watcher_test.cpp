@@ -52,7 +52,6 @@ const struct {
     {__LINE__, [] { PutText(Overlay, "[1]"); }, R"({"a":1,"b":3,"d":2})", true},
     {__LINE__, [] { Replace(R"({"a":2})"); }, R"({"a":2,"d":1})"},
     {__LINE__, [] { Replace(std::string(2000, '[')); }, R"({"a":2,"d":1})", true},
-    {__LINE__, [] { PutText(Overlay, ""); }, R"({"d":1})"},
     {__LINE__, [] { WriteSlowly(R"({"a":4,"b":4})", false); }, R"({"a":4,"b":4,"d":1})"},
     {__LINE__, [] { WriteSlowly(R"({"a":5,"b":5})", true); }, R"({"a":5,"b":5,"d":1})"},
     {__LINE__, [] { std::filesystem::remove_all("data/config"); }, R"({"d":1})"},
@@ -60,6 +59,7 @@ const struct {
      R"({"a":5,"d":1})"},
     {__LINE__, [] { std::filesystem::remove(Overlay); }, R"({"d":1})"},
     {__LINE__, Overflow, R"({"a":7,"d":1})"},
+    {__LINE__, [] { PutText(Overlay, ""); }, R"({"d":1})"},
 };
 
 class CConfigWatcherTest : public InTestFolder {
