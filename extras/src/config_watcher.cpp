@@ -84,11 +84,7 @@ std::vector<TChange> Differences(const TConfigMap& before, const TConfigMap& aft
     return changes;
 }
 
-TConfigMap ReadDefaults(const std::string& path) {
-    return ParseText(Translate<CAccessDenied>("Failed to read file", path,
-                                              [&] { return ReadDocument(path, NoTimeLimit); }),
-                     path);
-}
+TConfigMap ReadDefaults(const std::string& path) { return ParseText(ReadDefaultsFile(path), path); }
 
 }  // namespace
 

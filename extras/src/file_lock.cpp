@@ -38,7 +38,7 @@ bool IsCurrent(const std::string& path, int descriptor) {
 
 int OpenLocked(const std::string& path, CFileLock::EMode mode, TLimit limit) {
     const bool isShared = mode == CFileLock::EMode::Shared;
-    const int flags = (isShared ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY;
+    const int flags = (isShared ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     const int operation = isShared ? LOCK_SH : LOCK_EX;
     const auto end = TClock::now() + std::min(limit, TLimit(std::chrono::hours(24 * 365)));
     for (;;) {
@@ -62,17 +62,7 @@ CFileLock::~CFileLock() {
     (void)close(m_descriptor);
 }
 
-std::string CFileLock::Read() const {
-    std::string content;
-    char buffer[4096];
-    for (;;) {
-        const ssize_t count = Checked(m_path, [&] {
-            return pread(m_descriptor, buffer, sizeof buffer, static_cast<off_t>(content.size()));
-        });
-        if (count == 0) return content;
-        content.append(buffer, static_cast<std::size_t>(count));
-    }
-}
+std::string CFileLock::Read() const { return ReadAll(m_descriptor, m_path); }
 
 void CFileLock::Write(const std::string& content) const {
     for (std::size_t done = 0; done < content.size();) {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -90,16 +91,15 @@ std::optional<SChange> Decode(const std::string& journal) {
     return change;
 }
 
-/// Tells whether a document can be what an interrupted write of the new text over the old leaves.
+/// Tells whether a document can be what an interrupted write of the new text over the old leaves:
+/// any bytes of either, or zeros that storage has not written yet.
 bool IsBetween(const std::string& newText, const std::string& oldText, const std::string& text) {
     const auto has = [](const std::string& whole, std::size_t at, char byte) {
         return at < whole.size() && whole[at] == byte;
     };
     for (std::size_t at = 0; at < text.size(); ++at) {
         const char byte = text[at];
-        if (byte != 0 && !has(newText, at, byte) && !has(oldText, at, byte)) {
-            return false;
-        }
+        if (byte != 0 && !has(newText, at, byte) && !has(oldText, at, byte)) return false;
     }
     return true;
 }
@@ -123,8 +123,21 @@ void SynchronizeFolder(const std::string& path) {
     Checked(folder, [&] { return fsync(descriptor.Get()); });
 }
 
+/// Throws unless the path of a journal names the open file itself, and nothing else does: whoever
+/// owns the directory could have put a link to a file of somebody else there.
+void RequireNoLink(const CFileLock& journal, const std::string& path) {
+    struct stat named {};
+    Checked(path, [&] { return lstat(path.c_str(), &named); });
+    const struct stat opened = StatusOf(journal.Descriptor(), path);
+    const bool isSame = named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+    if (isSame && S_ISREG(opened.st_mode) && opened.st_nlink == 1) return;
+    errno = ELOOP;
+    ThrowErrno(path);
+}
+
 /// Completes the change that the journal holds. Tells whether it held anything.
 bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
+    RequireNoLink(journal, JournalOf(path));
     const std::string left = journal.Read();
     if (left.empty()) return false;
     if (!IsMissing(path)) {
@@ -183,7 +196,7 @@ std::string EnsureJournal(const std::string& path) {
     std::string journal = JournalOf(path);
     if (!IsMissing(journal)) return journal;
     if (IsMissing(path)) CreateEmpty(path);
-    const int flags = O_RDWR | O_CREAT | O_CLOEXEC;
+    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW;
     const CDescriptor file(Checked(journal, [&] { return open(journal.c_str(), flags, 0600); }));
     return journal;
 }
@@ -197,7 +210,7 @@ const std::string& EnsureDocument(const CFileLock& journal, const std::string& p
 
 std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try {
     // Most files have no journal, and an exception is what takes the time then.
-    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) return nullptr;
+    if (IsMissing(path)) return nullptr;
     return std::make_unique<CFileLock>(path, CFileLock::EMode::Shared, limit);
 } catch (const std::system_error& error) {
     if (error.code() == std::errc::no_such_file_or_directory) return nullptr;
@@ -209,6 +222,10 @@ std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try
 std::string CanonicalPath(const std::string& path) {
     using TPath = std::unique_ptr<char, decltype(&std::free)>;
     if (const TPath file(realpath(path.c_str(), nullptr), &std::free); file) return file.get();
+    char target[PATH_MAX] = {};
+    if (errno == ENOENT && readlink(path.c_str(), target, sizeof target - 1) > 0) {
+        return CanonicalPath(*target == '/' ? target : FolderOf(path) + target);
+    }
     const TPath folder(realpath(FolderOf(path).c_str(), nullptr), &std::free);
     if (!folder) return path;
     return std::string(folder.get()).append("/").append(path, path.rfind('/') + 1);
@@ -292,7 +309,7 @@ void CDocumentChange::SynchronizeEntries(TEntries& synchronized) const {
     const std::string folder = FolderOf(m_path);
     struct stat status {};
     Checked(folder, [&] { return stat(folder.c_str(), &status); });
-    const TEntries entries(status.st_ino, Nanoseconds(status.st_mtim));
+    const TEntries entries(status.st_ino, Nanoseconds(status.st_ctim));
     if (entries == synchronized) return;
     SynchronizeFolder(m_path);
     // Of two changes within a tick of the file system's clock, a second at most, the time of the

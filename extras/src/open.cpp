@@ -13,10 +13,7 @@ std::shared_ptr<CSafeConfig> Open(const std::string& name, const std::string& ro
                                   const std::string& subDirectory, const TChangeCallback& callback,
                                   std::chrono::milliseconds lockLimit) {
     const std::string path = FileIn("etc", name, rootPath, subDirectory);
-    const auto defaults =
-        StreamOf(Translate<CAccessDenied>("Failed to read file", path,
-                                          [&] { return ReadDocument(path, lockLimit); }),
-                 path);
+    const auto defaults = StreamOf(ReadDefaultsFile(path), path);
     const auto overlay =
         std::make_shared<COfferedStream>(FileIn("data", name, rootPath, subDirectory), lockLimit);
     return std::make_shared<CSafeConfigImpl>(defaults, overlay, callback, lockLimit);

@@ -66,22 +66,27 @@ void CSafeConfigImpl::Adopt(const std::string& text) {
 }
 
 /// Without it, a change would be compared with what the file held long ago, and a `Set` of the
-/// value that memory still has would do nothing about the one that somebody else has set since. A
-/// file that cannot be parsed is left to the change, which replaces it.
-void CSafeConfigImpl::CatchUp() {
+/// value that memory still has would do nothing about the one that somebody else has set since.
+/// Returns false for a file that does not parse: it is left to the change, which replaces it.
+bool CSafeConfigImpl::CatchUp() {
     const std::string known = m_stream->KnownText();
     std::string text;
     (void)m_stream->Read(text);
     m_stream->SetKnownText(known);
-    if (text != known && IsWhole(text)) Adopt(text);
+    if (text == known) return true;
+    if (!IsWhole(text)) return false;
+    Adopt(text);
+    return true;
 }
 
 void CSafeConfigImpl::Change(const std::function<void()>& work) {
     const CChangeLock lock(*this, m_lockLimit);
     const std::string before = m_stream->KnownText();
     try {
-        CatchUp();
+        const bool isWhole = CatchUp();
         work();
+        // A change without an effect in memory replaces a broken file all the same.
+        if (!isWhole && m_stream->KnownText() == before) (void)m_stream->Write(before);
     } catch (...) {
         Adopt(before);
         throw;

@@ -69,7 +69,7 @@ private:
 
     void Store(const std::string& key, const Json::Value& value);
     void Adopt(const std::string& text);
-    void CatchUp();
+    bool CatchUp();
     void Change(const std::function<void()>& work);
 
     const std::shared_ptr<COfferedStream> m_stream;

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "system.h"
 
+#include <fcntl.h>
+
+#include <tamsel/errors.h>
+
 namespace Tamsel::Extras {
 
 std::string FolderOf(const std::string& path) {
@@ -22,6 +26,28 @@ void ThrowError(int error, const std::string& message) {
 void ThrowErrno(const std::string& path) {
     const int error = errno;
     ThrowError(error, std::string("'").append(path).append("'"));
+}
+
+std::string ReadAll(int descriptor, const std::string& path) {
+    std::string content;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t count = Checked(path, [&] {
+            return pread(descriptor, buffer, sizeof buffer, static_cast<off_t>(content.size()));
+        });
+        if (count == 0) return content;
+        content.append(buffer, static_cast<std::size_t>(count));
+    }
+}
+
+std::string ReadDefaultsFile(const std::string& path) {
+    return Translate<CAccessDenied>("Failed to read file", path, [&]() -> std::string {
+        const CDescriptor file(
+            Uninterrupted([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+        if (file.Get() < 0 && errno == ENOENT) return "";
+        if (file.Get() < 0) ThrowErrno(path);
+        return ReadAll(file.Get(), path);
+    });
 }
 
 std::string Describe(const char* message, const std::string& path, const std::system_error& error) {

@@ -35,6 +35,15 @@ std::string FolderOf(const std::string& path);
 std::string FileIn(const char* layer, const std::string& name, const std::string& rootPath,
                    const std::string& subDirectory);
 
+/// Returns the whole content of an open file.
+/// \throws std::system_error naming `path` it cannot be read
+std::string ReadAll(int descriptor, const std::string& path);
+
+/// Returns the whole content of a defaults file, "" if it is missing. Takes no lock: whoever may
+/// only read it could keep everyone waiting by his.
+/// \throws CAccessDenied it cannot be read
+std::string ReadDefaultsFile(const std::string& path);
+
 /// Throws `std::system_error` with an error number.
 [[noreturn]] void ThrowError(int error, const std::string& message);
 

@@ -63,7 +63,8 @@ public:
     int Descriptor() const;
 
     /// Returns what changed since the previous call, or since construction, sorted by key; often
-    /// nothing. Can be called at any time. Blocks for a few milliseconds at most.
+    /// nothing. Can be called at any time. Blocks for a few milliseconds at most, or, with a
+    /// configuration of `Create`, while that is being changed.
     ///
     /// \throws CInotifyHandlingError the notifications cannot be read
     std::vector<SChange> Changes();

@@ -25,9 +25,12 @@ class CFolderWatch;
 /// owner of the file. Do not remove it while a program uses the file. The file itself is rewritten
 /// in place: it keeps its inode, and all watches on it.
 ///
+/// Symbolic links and the working directory are resolved once, by the constructor. A journal that
+/// is a link is refused.
+///
 /// Thread-safe. Any number of objects, in any processes, can write one file: each write is a change
 /// of single keys, see `Write`. Reads and writes lock the journal and then the file, and block
-/// while anyone else has a conflicting lock, for at most `lockLimit`.
+/// while anyone else has a conflicting lock, for at most `lockLimit` each.
 ///
 /// \warning Programs on the bare library can use the same file, once `Recover` has completed what
 /// was interrupted. They are not protected: their changes rewrite the file from their own memory,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <limits>
 #include <map>
 #include <optional>
@@ -110,7 +111,7 @@ struct SStored<T, std::enable_if_t<std::is_floating_point_v<T> && sizeof(T) <= s
     static bool To(const Json::Value& json, T& value) {
         if (!json.isDouble()) return false;
         value = static_cast<T>(json.asDouble());
-        return true;
+        return std::isinf(value) == std::isinf(json.asDouble());
     }
     static std::string Expected() { return std::is_same_v<T, float> ? "a Float" : "a Double"; }
 };

@@ -21,7 +21,7 @@ namespace Tamsel::Extras {
 /// Thread-safe. It fulfils the contract of `IConfig`, with these differences:
 ///
 /// - After a crash, a kill or a power failure during a change, the overlay has the state before the
-///   change or the one after it. When a change returns, storage has it.
+///   change or the one after it. When a change that has an effect returns, storage has it.
 /// - A change applies to what the overlay file contains at that moment: changes of different keys by
 ///   several processes all remain, and of changes of one key the last one wins. `Erase` removes
 ///   everyone's keys. What others changed is visible after a change of one's own, `Reload`, or
@@ -33,7 +33,10 @@ namespace Tamsel::Extras {
 /// - Waiting for a lock on the files can be limited, see `Open`.
 /// - `Reload` locks the file, so it never reads half a write of this library; if the file cannot be
 ///   read, it throws `CAccessDenied` and memory is unchanged.
-/// - `HasChanged` follows the path, also when the file is replaced or removed.
+/// - `HasChanged` follows the path, also when the file is replaced or removed. Symbolic links and
+///   the working directory are resolved once, by `Open`.
+/// - Files that cannot be read, and directories in their place, throw `CAccessDenied`; they are not
+///   read as empty. The reasons of the system are appended to messages.
 ///
 /// See `CCrashSafeFileStream` for the files, and for what programs that do not use the extras can
 /// still damage.
@@ -49,8 +52,10 @@ public:
     ///
     /// The configuration passed to `change` is valid during that call, for that thread. Its
     /// `Reload` discards the changes so far, and its `HasChanged` returns false. Changing this
-    /// object inside `change`, by a nested `Transact` too, throws `std::system_error` with the code
-    /// `std::errc::resource_deadlock_would_occur`; reading it is allowed, and blocks nobody.
+    /// object inside `change`, by a nested `Transact` or `Reload` too, throws `std::system_error`
+    /// with the code `std::errc::resource_deadlock_would_occur`; its `Get` and `Exists` work as
+    /// ever. Another object for the same file must not be used inside: it would wait for the lock
+    /// of this one.
     ///
     /// Throws as `Reload` and `Set`. An exception of `change` propagates, and so does one of the
     /// change callback; with the latter, the changes are written and visible.
@@ -66,8 +71,8 @@ protected:
 /// watches it. Also creates the journal of the overlay, and completes an interrupted change.
 /// Accepts an overlay and a journal that are readable but not writable.
 ///
-/// This and every operation block for at most `lockLimit` while others have the locks; then they
-/// throw `std::system_error` with the code `std::errc::timed_out`, and nothing has changed.
+/// This and every operation wait for each lock for at most `lockLimit`; then they throw
+/// `std::system_error` with the code `std::errc::timed_out`, and nothing has changed.
 ///
 /// \throws CAccessDenied a file is not readable, or the overlay or its journal is missing and
 /// cannot be created; `what()` ends with the system's reason
