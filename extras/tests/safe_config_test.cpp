@@ -277,3 +277,37 @@ TEST_F(SafeConfigTest, ServesReadersAndTheOwnerOfTheFolder) {
 }
 
 }  // namespace
+
+TEST_F(SafeConfigTest, FollowsALinkToTheOverlayAndNoneToAJournal) {
+    PutText("secret", "x");
+    for (const char* const target : {"../../secret", "../../missing"}) {
+        std::filesystem::remove(Journal);
+        std::filesystem::create_symlink(target, Journal);
+        EXPECT_NE(Thrown([] { Open()->Set("a", 1); }), "") << target;
+        EXPECT_EQ(TextOf("secret"), "x");
+        EXPECT_FALSE(std::filesystem::exists("missing"));
+    }
+    std::filesystem::remove(Journal);
+    std::filesystem::remove(Overlay);
+    std::filesystem::create_symlink("../../missing", Overlay);
+    Open()->Set("a", 1);
+    EXPECT_EQ(Parse(TextOf("missing")), Parse(R"({"a":1})"));
+    EXPECT_TRUE(std::filesystem::is_empty("missing.journal"));
+}
+
+TEST_F(SafeConfigTest, ReplacesABrokenFileByWhatMemoryHas) {
+    const auto config = Open();
+    config->Set("a", 1);
+    PutText(Overlay, "{");
+    config->Set("a", 1);
+    EXPECT_EQ(Parse(TextOf(Overlay)), Parse(R"({"a":1})"));
+}
+
+TEST_F(SafeConfigTest, OpensWhileSomebodyLocksTheDefaults) {
+    PutText("etc/config/unit.json", R"({"a":1})");
+    using Tamsel::Extras::CFileLock;
+    const CFileLock lock("etc/config/unit.json", CFileLock::EMode::Exclusive);
+    EXPECT_EQ(
+        Tamsel::Extras::Open("unit", "", "config", {}, std::chrono::milliseconds(1))->Get("a", 0),
+        1);
+}

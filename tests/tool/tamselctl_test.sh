@@ -25,41 +25,24 @@ prefix=()
 # An empty root stands for the working directory, so that messages do not tell where we are.
 tamselctl() { timeout 20 "${prefix[@]}" "${tool[@]}" --root "" "$@"; }
 plain() { timeout 20 "${tool[@]}" "$@"; }
-as_nobody() {
-    local prefix=("${dropped[@]}")
-    "$@"
-}
+as_nobody() (prefix=("${dropped[@]}"); "$@")
 on_terminal() {
     script -qec "$(printf '%q ' "${tool[@]}" --root "" "$@")" /dev/null </dev/null | tr -d '\r' | cat -v
 }
 # Prints the exit code and the last line that a command prints.
 brief() {
-    local code=0 text
+    local text code=0
     text=$("$@" 2>&1) || code=$?
     echo "$code ${text##*$'\n'}"
 }
-# Waits until a file, "seen" if none is given, has a text.
-until_seen() {
-    for ((tries = 0; tries < 500; ++tries)); do
-        ! grep -q "$1" "${2:-seen}" 2>/dev/null || return 0
-        sleep 0.02
-    done
-    echo "never seen: $1"
-}
-# hold FLOCK-OPTION: somebody else takes the overlay's lock, until the section ends.
-hold() {
-    flock "$1" data/config/n.json sh -c 'echo held >seen; exec sleep 2' &
-    until_seen held
-}
+one() { paste -sd ' '; }
+# until_seen TEXT [FILE]: waits until a file, "seen" if none is given, has a text.
+until_seen() { timeout 20 sh -c 'until grep -q "$1" "$2"; do sleep 0.02; done' - "$1" "${2:-seen}" 2>/dev/null; }
+# hold FLOCK-OPTION: somebody else takes the overlay's lock for two seconds.
+hold() { flock "$1" data/config/n.json sh -c 'echo held >seen; exec sleep 2' & until_seen held; }
 # follow [OPTION...]: watches in the background, and returns when the watch has begun.
-follow() {
-    (exec "${tool[@]}" --root "" watch n --initial "$@" >seen 2>errors) &
-    until_seen unit
-}
-check() {
-    printf "$1" >data/config/n.json
-    tamselctl check n "${@:2}"
-}
+follow() { (exec "${tool[@]}" --root "" watch n --initial "$@" >seen 2>errors) & until_seen unit; }
+check() { printf "$1" >data/config/n.json && tamselctl check n "${@:2}"; }
 
 has() {
     case $1 in

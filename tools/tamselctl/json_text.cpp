@@ -106,6 +106,7 @@ bool ParseStrictly(const std::string& text, EComments comments, Json::Value& val
 std::string ToLine(const Json::Value& value) {
     // 15 digits keep 0.1 readable, but only 17 tell every double from its neighbours.
     std::string text = Print(value, 15);
+    if (value.type() != Json::realValue && !value.isArray() && !value.isObject()) return text;
     Json::Value readBack;
     std::string errors;
     if (ParseStrictly(text, EComments::Refused, readBack, errors) && readBack == value) return text;

@@ -63,8 +63,9 @@ CStopSignals::CStopSignals() {
     struct sigaction action {};
     action.sa_handler = NoteStop;  // without SA_RESTART, so that a wait ends
     for (std::size_t i = 0; i < std::size(StopSignals); ++i) {
-        (void)sigaction(StopSignals[i], nullptr, &m_former[i]);
-        if (m_former[i].sa_handler != SIG_IGN) (void)sigaction(StopSignals[i], &action, nullptr);
+        (void)sigaction(StopSignals[i], &action, &m_former[i]);
+        if (m_former[i].sa_handler != SIG_IGN) continue;
+        (void)sigaction(StopSignals[i], &m_former[i], nullptr);
     }
 }
 
