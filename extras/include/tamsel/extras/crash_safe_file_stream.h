@@ -32,10 +32,14 @@ class CFolderWatch;
 /// of single keys, see `Write`. Reads and writes lock the journal and then the file, and block
 /// while anyone else has a conflicting lock, for at most `lockLimit` each.
 ///
-/// \warning Programs on the bare library can use the same file, once `Recover` has completed what
-/// was interrupted. They are not protected: their changes rewrite the file from their own memory,
-/// and a kill during one leaves it empty or truncated. `cp` and shell redirection do the same and
-/// take no lock; deliver files by `flock FILE cp NEW FILE`.
+/// \warning Programs on the bare library can use the same file. They are not protected: their
+/// changes rewrite the file from their own memory, and a kill during one leaves it empty or
+/// truncated. `cp` and shell redirection do the same and take no lock; deliver files by
+/// `flock FILE cp NEW FILE`.
+///
+/// \warning Run `Recover` before such programs and deliveries. A file that is empty, or all of
+/// whose bytes are those of the old or of the new text at their positions, counts as an interrupted
+/// write until then, and gets the new text.
 class CCrashSafeFileStream : public IFileStream {
 public:
     /// Creates the file, empty, and the journal if they are missing; their directory must exist.
