@@ -38,8 +38,9 @@ brief() {
 one() { paste -sd ' '; }
 # until_seen TEXT [FILE]: waits until a file, "seen" if none is given, has a text.
 until_seen() { timeout 20 sh -c 'until grep -q "$1" "$2"; do sleep 0.02; done' - "$1" "${2:-seen}" 2>/dev/null; }
-# hold FLOCK-OPTION: somebody else takes the overlay's lock for two seconds.
-hold() { flock "$1" data/config/n.json sh -c 'echo held >seen; exec sleep 2' & until_seen held; }
+# Somebody else takes the overlay's lock, until release.
+hold() { flock "$1" data/config/n.json sh -c 'echo $$ >seen; exec sleep 20' & until_seen '[0-9]'; }
+release() { kill "$(cat seen)"; }
 # follow [OPTION...]: watches in the background, and returns when the watch has begun.
 follow() { (exec "${tool[@]}" --root "" watch n --initial "$@" >seen 2>errors) & until_seen unit; }
 check() { printf "$1" >data/config/n.json && tamselctl check n "${@:2}"; }
