@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a configuration from Open promises to its process and to all others.
+#include <tamsel/extras/crash_safe_file_stream.h>
+
 #include <climits>
 #include <cmath>
 #include <csignal>
@@ -198,10 +200,22 @@ TEST_F(SafeConfigTest, StaysWithTheFileThatItOpened) {
     EXPECT_EQ(State(), Parse(R"({"a":1,"b":2})"));
 }
 
+TEST_F(SafeConfigTest, StreamsAloneMergeToo) {
+    const CHook fast;
+    Tamsel::Extras::CCrashSafeFileStream one(Overlay), other(Overlay);
+    std::string text;
+    one.Write(R"({"a":1})"), other.Read(text), other.Write(R"({"a":1,"b":2})");
+    one.Write(R"({"c":3})"), one.Write(R"({"c":4})");
+    EXPECT_EQ(State(), Parse(R"({"b":2,"c":4})"));
+    EXPECT_THROW(one.Write("["), Tamsel::CInvalidConfig);
+    EXPECT_EQ(State(), Parse(R"({"b":2,"c":4})"));
+}
+
 TEST_F(SafeConfigTest, LocksTheFileThatThePathNames) {
     using Tamsel::Extras::CFileLock;
     Put("old");
     auto lock = std::make_unique<CFileLock>(Overlay, CFileLock::EMode::Exclusive);
+    EXPECT_EQ(fcntl(lock->Descriptor(), F_GETFD), FD_CLOEXEC);
     const pid_t waiting = Spawn([] {  // with the descriptor of that lock, too
         const auto limit = std::chrono::seconds(5);
         return CFileLock(Overlay, CFileLock::EMode::Exclusive, limit).Read() == "new";
