@@ -132,14 +132,14 @@ protected:
         EXPECT_TRUE(thrown.empty() || !m_config || Answers(*m_config) == answers);
         EXPECT_TRUE(isLasting || !Tamsel::Extras::IsInterrupted(Overlay));
         EXPECT_EQ(CountDescriptors(), descriptors);
-        CrashEverywhere(m_disk, m_calls, {before, after},
+        CrashEverywhere(m_disk, std::exchange(m_calls, {}), {before, after},
                         thrown.empty() ? TStates{after} : TStates{before, after}, crashes);
         return isRefused;
     }
 
     /// Crashes before, between and after the calls, and starts again. After the last one, only
     /// `done` will do.
-    void CrashEverywhere(TDisk disk, const std::vector<SCall> calls, const TStates& whole,
+    void CrashEverywhere(TDisk disk, const std::vector<SCall>& calls, const TStates& whole,
                          const TStates& done, int crashes) {
         for (std::size_t i = 0; i <= calls.size() && !HasFailure(); ++i) {
             m_isOurs = m_isOurs || (i < calls.size() && calls[i].name == "pwrite");
@@ -169,7 +169,7 @@ protected:
         EXPECT_EQ(whole.count(now), 1)
             << now << testing::PrintToString(disk[0].text) << testing::PrintToString(disk[1].text);
         EXPECT_FALSE(Tamsel::Extras::IsInterrupted(Overlay));
-        if (crashes > 0) CrashEverywhere(disk, m_calls, whole, {now}, crashes);
+        if (crashes > 0) CrashEverywhere(disk, std::exchange(m_calls, {}), whole, {now}, crashes);
     }
 
     /// Records each call as far as it is let.

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a configuration from Open promises to its process and to all others.
+#include <tamsel/extras/crash_safe_file_stream.h>
+
 #include <climits>
 #include <cmath>
 #include <csignal>
@@ -156,10 +158,11 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     const auto tell = [&](const std::string& key, auto&) { called += key, inside(); };
     const auto config = Tamsel::Extras::Open("unit", "", tell, std::chrono::milliseconds(30));
     config->Set("a", 1);
+    const char* const deadlock = "std::system_error: Failed to lock the configuration: Resource";
     inside = [&] { config->Set("b", 2); };
-    ExpectThrows(*config, "std::system_error", [&] { config->Set("a", 2); });
+    ExpectThrows(*config, deadlock, [&] { config->Set("a", 2); });
     const auto nested = [&](IConfig& c) { c.Set("a", 2), config->Transact([](IConfig&) {}); };
-    ExpectThrows(*config, "std::system_error", [&] { config->Transact(nested); });
+    ExpectThrows(*config, deadlock, [&] { config->Transact(nested); });
     for (const std::string& path : {Journal, Overlay}) {
         const Tamsel::Extras::CFileLock lock(path, Tamsel::Extras::CFileLock::EMode::Shared);
         config->Reload();
@@ -171,10 +174,10 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     }
     Put("[");
     ExpectThrows(*config, "Tamsel::CInvalidConfig", [&] { config->Reload(); });
-    Put("{}");
+    Put(R"({"y":1})");
     config->Transact([&](IConfig& c) {
         called.clear(), inside = [] {};
-        c.Set("z", 1), c.Reload(), c.Erase(), c.Set("c", 1), c.Set("b", 1), c.Set("b", 1);
+        c.Set("z", 1), c.Reload(), c.Restore("y"), c.Set("c", 1), c.Set("b", 1), c.Set("b", 1);
         EXPECT_EQ(config->Get("a", 0), 1);
     });
     EXPECT_EQ(called, "cb");
@@ -197,10 +200,22 @@ TEST_F(SafeConfigTest, StaysWithTheFileThatItOpened) {
     EXPECT_EQ(State(), Parse(R"({"a":1,"b":2})"));
 }
 
+TEST_F(SafeConfigTest, StreamsAloneMergeToo) {
+    const CHook fast;
+    Tamsel::Extras::CCrashSafeFileStream one(Overlay), other(Overlay);
+    std::string text;
+    one.Write(R"({"a":1})"), other.Read(text), other.Write(R"({"a":1,"b":2})");
+    one.Write(R"({"c":3})"), one.Write(R"({"c":4})");
+    EXPECT_EQ(State(), Parse(R"({"b":2,"c":4})"));
+    EXPECT_THROW(one.Write("["), Tamsel::CInvalidConfig);
+    EXPECT_EQ(State(), Parse(R"({"b":2,"c":4})"));
+}
+
 TEST_F(SafeConfigTest, LocksTheFileThatThePathNames) {
     using Tamsel::Extras::CFileLock;
     Put("old");
     auto lock = std::make_unique<CFileLock>(Overlay, CFileLock::EMode::Exclusive);
+    EXPECT_EQ(fcntl(lock->Descriptor(), F_GETFD), FD_CLOEXEC);
     const pid_t waiting = Spawn([] {  // with the descriptor of that lock, too
         const auto limit = std::chrono::seconds(5);
         return CFileLock(Overlay, CFileLock::EMode::Exclusive, limit).Read() == "new";

@@ -44,7 +44,7 @@ TResult Pass(const char* name, int file, TArguments... arguments) {
 extern "C" {
 
 int open64(const char* path, int flags, ...) {
-    va_list list;
+    va_list list{};
     va_start(list, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(list, mode_t) : 0;
     va_end(list);
