@@ -41,8 +41,10 @@ until_seen() { timeout 20 sh -c 'until grep -q "$1" "$2"; do sleep 0.02; done' -
 # Somebody else takes the overlay's lock, until release.
 hold() { flock "$1" data/config/n.json sh -c 'echo $$ >seen; exec sleep 20' & until_seen '[0-9]'; }
 release() { kill "$(cat seen)"; }
+# Runs the tool so that $! is its process, and SIGHUP ends it even where nohup runs this test.
+hung_up() { exec env --default-signal=HUP "${tool[@]}" --root "" "$@"; }
 # follow [OPTION...]: watches in the background, and returns when the watch has begun.
-follow() { (exec "${tool[@]}" --root "" watch n --initial "$@" >seen 2>errors) & until_seen unit; }
+follow() { hung_up watch n --initial "$@" >seen 2>errors & until_seen unit; }
 check() { printf "$1" >data/config/n.json && tamselctl check n "${@:2}"; }
 
 has() {
