@@ -25,7 +25,8 @@ std::size_t LengthOf(unsigned char lead) {
     return lead < 0xf5 ? 4 : 0;
 }
 
-/// Tells whether the second byte rules out overlong forms, surrogates, and what is beyond Unicode.
+/// Returns true if the second byte rules out overlong forms, surrogates, and what is beyond
+/// Unicode.
 bool IsSecondByte(unsigned char lead, unsigned char second) {
     switch (lead) {
         case 0xe0: return second >= 0xa0;

@@ -25,7 +25,7 @@ std::string PrintText(const TConfigMap& map);
 /// `map` empty.
 std::string TryParse(const std::string& text, const std::string& path, TConfigMap& map);
 
-/// Tells whether a text can be read as a configuration file.
+/// Returns true if a text can be read as a configuration file.
 bool IsWhole(const std::string& text);
 
 /// Returns `theirs` with the changes that lead from `base` to `ours`, key by key; where both

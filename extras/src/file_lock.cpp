@@ -28,7 +28,7 @@ bool LockBefore(TClock::time_point end, int descriptor, int operation) {
     }
 }
 
-/// Tells whether the path still names the open file.
+/// Returns true if the path still names the open file.
 bool IsCurrent(const std::string& path, int descriptor) {
     struct stat named {};
     struct stat opened {};

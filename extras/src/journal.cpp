@@ -91,7 +91,7 @@ std::optional<SChange> Decode(const std::string& journal) {
     return change;
 }
 
-/// Tells whether a document can be what an interrupted write of the new text over the old leaves:
+/// Returns true if a document can be what an interrupted write of the new text over the old leaves:
 /// any bytes of either, or zeros that storage has not written yet.
 bool IsBetween(const std::string& newText, const std::string& oldText, const std::string& text) {
     const auto has = [](const std::string& whole, std::size_t at, char byte) {
@@ -104,7 +104,7 @@ bool IsBetween(const std::string& newText, const std::string& oldText, const std
     return true;
 }
 
-/// Tells whether the change got as far as the document and no further. The old text may have been
+/// Returns true if the change got as far as the document and no further. The old text may have been
 /// put there again by somebody else, and any other that parses must have been.
 bool IsInside(const std::string& newText, const std::string& oldText, const std::string& text) {
     return text != oldText && (IsBetween(newText, oldText, text) || !IsWhole(text));
@@ -135,7 +135,7 @@ void RequireNoLink(const CFileLock& journal, const std::string& path) {
     ThrowErrno(path);
 }
 
-/// Completes the change that the journal holds. Tells whether it held anything.
+/// Completes the change that the journal holds. Returns true if it held anything.
 bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
     RequireNoLink(journal, JournalOf(path));
     const std::string left = journal.Read();

@@ -45,10 +45,10 @@ void OpenDocument(const std::string& path, std::chrono::milliseconds limit);
 /// needs no journal, and only permission to read; completes an interrupted change where it can.
 std::string ReadDocument(const std::string& path, std::chrono::milliseconds limit);
 
-/// Completes an interrupted change. Tells whether there was one.
+/// Completes an interrupted change. Returns true if there was one.
 bool RecoverDocument(const std::string& path, std::chrono::milliseconds limit);
 
-/// Tells whether there is an interrupted change.
+/// Returns true if there is an interrupted change.
 bool IsChangeInterrupted(const std::string& path, std::chrono::milliseconds limit);
 
 /// The exclusive right to change a document, from construction to destruction.

@@ -116,7 +116,8 @@ private:
 };
 
 /// Returns `given` as it replaces `stored`. \throws CFailure it is of another type
-Json::Value InPlaceOf(const Json::Value& stored, const std::string& key, const Json::Value& given) {
+Json::Value ConvertedToTypeOf(const Json::Value& stored, const std::string& key,
+                              const Json::Value& given) {
     if (!Fits(stored, given)) {
         throw CFailure(
             EExit::WrongType, ShownKey(key),
@@ -144,7 +145,7 @@ struct SMerge {
         const Json::Value* const former =
             stored != nullptr ? FindAt(changed, pointer, EMissing::IsNull) : nullptr;
         const Json::Value next =
-            former != nullptr && !isForced ? InPlaceOf(*former, key, value) : value;
+            former != nullptr && !isForced ? ConvertedToTypeOf(*former, key, value) : value;
         if (former != nullptr && *former == next) return;
         Json::Value* const place = FindAt(changed, pointer, EMissing::IsAdded);
         if (place == nullptr) {

@@ -25,11 +25,12 @@ Json::Value ToDocument(const Tamsel::TConfigMap& map);
 /// Returns the members of an object.
 Tamsel::TConfigMap ToMap(const Json::Value& document);
 
-/// Tells whether a file can hold these keys and values, that is, whether they are read back as they
-/// are. Numbers that are not finite, text that is not UTF-8, and deep nesting are not.
+/// Returns true if a file can hold these keys and values, that is, whether they are read back as
+/// they are. Numbers that are not finite, text that is not UTF-8, and deep nesting are not.
 bool CanBeStored(const Tamsel::TConfigMap& map);
 
-/// Tells whether a key that was read from `text` would be written with the value that the text has.
+/// Returns true if a key that was read from `text` would be written with the value that the text
+/// has.
 bool IsKeptByRewrite(const std::string& text, const std::string& key, const Json::Value& value);
 
 /// Says what is wrong with a value that is not.
@@ -38,7 +39,7 @@ extern const char* const AlteredByRewrite;
 /// Returns the type of a value: bool, integer, real, string, array, object or null.
 std::string KindOf(const Json::Value& value);
 
-/// Tells whether a value may replace `stored`: one of the same type, or an integer for a real.
+/// Returns true if a value may replace `stored`: one of the same type, or an integer for a real.
 bool Fits(const Json::Value& stored, const Json::Value& given);
 
 enum class EMissing { IsNull, IsAdded };

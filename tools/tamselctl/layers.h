@@ -40,7 +40,7 @@ std::set<std::string> AllNames(const SCommon& common);
 /// Returns the directory of the overlays.
 std::string OverlayDirectory(const SCommon& common);
 
-/// Tells whether there is a file or directory. \throws CFailure that cannot be told
+/// Returns true if there is a file or directory. \throws CFailure that cannot be told
 bool IsThere(const std::string& path);
 
 /// Throws `CFailure` unless the configuration has a file, so that a mistyped name is reported.

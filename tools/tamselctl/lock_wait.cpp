@@ -24,7 +24,7 @@ volatile sig_atomic_t g_isStopAsked = 0;
 
 void NoteStop(int /*signal*/) { g_isStopAsked = 1; }
 
-/// Tells whether a line of /proc/locks is about a lock on `file`, and whose.
+/// Returns true if a line of /proc/locks is about a lock on `file`, and whose.
 bool IsLockOn(const std::string& line, const struct stat& file, int& process) {
     unsigned int major = 0;
     unsigned int minor = 0;

@@ -14,7 +14,7 @@ namespace TamselCtl {
 using TClock = std::chrono::steady_clock;
 
 /// While an object of this class lives, SIGINT, SIGTERM and SIGHUP are noted and do not kill: no
-/// change is cut short by Ctrl-C. One that was ignored, as under nohup, stays ignored.
+/// change is interrupted by Ctrl-C. One that was ignored, as under nohup, stays ignored.
 class CStopSignals {
 public:
     CStopSignals();
@@ -22,7 +22,7 @@ public:
     CStopSignals(const CStopSignals&) = delete;
     CStopSignals& operator=(const CStopSignals&) = delete;
 
-    /// Tells whether one of these signals has come.
+    /// Returns true if one of these signals has come.
     static bool IsStopAsked();
 
     /// Sleeps until a descriptor is readable, a signal comes, or the time is over.

@@ -67,7 +67,8 @@ void PrintInitial(const SWatch& options, const Tamsel::TConfigMap& values, bool 
     FlushOutput();
 }
 
-/// Prints the wanted changes until `seen` of them are as many as asked for. Tells whether they are.
+/// Prints the wanted changes until `seen` of them are as many as asked for. Returns true if they
+/// are.
 bool PrintChanges(const SWatch& options, const TChanges& changes, bool asJson, unsigned int& seen) {
     for (const auto& change : changes) {
         if (!IsWanted(options, change.key)) continue;

@@ -28,7 +28,7 @@ function __tamselctl_words
     end
 end
 
-# Tells whether $argv[1] words stand before the cursor and the first is one of the others.
+# Returns true if $argv[1] words stand before the cursor and the first is one of the others.
 function __tamselctl_at
     set -l words (__tamselctl_words)
     test (count $words) -eq $argv[1]; and contains -- "$words[1]" $argv[2..-1]
