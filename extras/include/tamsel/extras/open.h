@@ -31,6 +31,8 @@ namespace Tamsel::Extras {
 /// - A value that could not be read again, an infinity, a NaN, text that is not UTF-8 or more than
 ///   998 nested levels, throws `std::invalid_argument` before anything is touched.
 /// - Waiting for a lock on the files can be limited, see `Open`.
+/// - A change throws `CAccessDenied` if the file cannot be read, and `CInvalidConfig` if a writer
+///   without a lock changed it at the same moment.
 /// - `Reload` locks the file, so it never reads half a write of this library; if the file cannot be
 ///   read, it throws `CAccessDenied` and memory is unchanged.
 /// - `HasChanged` follows the path, also when the file is replaced or removed. Symbolic links and
