@@ -7,9 +7,9 @@
 /// The version of these headers; the library and the tool take theirs from here.
 
 /// Raised when programs built before would break; also the library's SOVERSION.
-#define TAMSEL_VERSION_MAJOR 0
+#define TAMSEL_VERSION_MAJOR 1
 /// Raised when something is added.
-#define TAMSEL_VERSION_MINOR 1
+#define TAMSEL_VERSION_MINOR 0
 /// Raised when something is corrected.
 #define TAMSEL_VERSION_PATCH 0
 
