@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include <tamsel/errors.h>
@@ -233,10 +234,11 @@ struct SImport : CKeyChange {
     bool isCreated = false;
 };
 
-void RequireConforming(const TOptional& schema, const SLayers& layers) {
+void RequireConforming(const std::optional<SSchema>& schema, const SLayers& layers) {
     if (!schema) return;
     const auto problems = SchemaProblems(*schema, ToDocument(layers.Merged()));
-    if (!problems.empty()) throw CFailure(EExit::WrongType, *schema, "refuses " + problems.front());
+    if (problems.empty()) return;
+    throw CFailure(EExit::WrongType, schema->file, "refuses " + problems.front());
 }
 
 EExit Import(const SImport& options, const SCommon& common) {
@@ -246,16 +248,17 @@ EExit Import(const SImport& options, const SCommon& common) {
     RequireFileOrCreation(options.isCreated, options.name, files);
     // Beside a replacement, broken defaults are no obstacle.
     const bool needsDefaults = !options.isReplacing || options.schema;
+    const auto schema = options.schema ? std::optional(ReadSchema(*options.schema)) : std::nullopt;
     const TMap defaults = needsDefaults ? ReadDefaults(common, files) : TMap();
     if (options.isReplacing) {
-        RequireConforming(options.schema, {defaults, given});
+        RequireConforming(schema, {defaults, given});
         ChangeOverlay(common, files.overlay, [&](const std::string&) { return PrintMap(given); });
         return EExit::Done;
     }
     const SMerge merge{defaults, {given.begin(), given.end()}, "", options.isForced};
     options.Run(common, [&](TMap& overlay) {
         merge.Into(overlay);
-        RequireConforming(options.schema, {defaults, overlay});
+        RequireConforming(schema, {defaults, overlay});
     });
     return EExit::Done;
 }
@@ -264,11 +267,15 @@ EExit Recover(const SCommon& common, const std::string& name) {
     const std::string path = FilesOf(common, name).overlay;
     // Without a lock, and without permission to read: what is empty was not interrupted.
     std::error_code error;
-    const auto size = std::filesystem::file_size(path + ".journal", error);
+    const auto file = std::filesystem::weakly_canonical(path, error);
+    const auto size = std::filesystem::file_size(file.string() + ".journal", error);
     if (error || size == 0) return EExit::Done;
     const bool wasInterrupted = WaitForLock(
         common, path, [&](TLimit limit) { return Tamsel::Extras::Recover(path, limit); });
-    if (wasInterrupted) PrintLine(path + ": completed an interrupted change");
+    Json::Value entry;
+    entry["recovered"] = name;
+    if (wasInterrupted && common.asJson) PrintJson(entry);
+    if (wasInterrupted && !common.asJson) PrintLine(path + ": completed an interrupted change");
     return EExit::Done;
 }
 
@@ -327,7 +334,9 @@ TRun PrepareRecover(CArguments& arguments, const SCommon& common) {
     arguments.AddWords("NAME", *names, false, "Configurations; all when none is given");
     return [names, &common] {
         if (!names->empty()) return RecoverAll(common, *names);
-        const auto all = NamesIn(OverlayDirectory(common), ".json.journal");
+        // An overlay that is a symbolic link has its journal elsewhere, and one may be missing.
+        auto all = NamesIn(OverlayDirectory(common), ".json");
+        all.merge(NamesIn(OverlayDirectory(common), ".json.journal"));
         return RecoverAll(common, TWords(all.begin(), all.end()));
     };
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include <tamsel/extras/crash_safe_file_stream.h>
 
@@ -55,8 +56,8 @@ struct SCheck {
 /// Checks one configuration; reads each file once and changes none.
 class CInspection {
 public:
-    CInspection(const SCheck& options, const SCommon& common)
-        : m_options(options), m_common(common) {}
+    CInspection(const SSchema* schema, const SCommon& common)
+        : m_schema(schema), m_common(common) {}
 
     void CheckInPlace(const std::string& name);
 
@@ -73,7 +74,7 @@ private:
     Tamsel::TConfigMap CheckFile(const std::string& file, const std::string& meaning);
     void CheckKeys(const std::string& overlay, const SLayers& layers);
 
-    const SCheck& m_options;
+    const SSchema* const m_schema;
     const SCommon& m_common;
     TFindings m_findings;
 };
@@ -131,9 +132,9 @@ void CInspection::CheckFiles(const std::string& defaults, const std::string& ove
     const SLayers layers{defaultsMap, CheckFile(overlay, "changes")};
     if (Has(m_findings, EExit::DoesNotParse)) return;
     if (!layers.defaults.empty()) CheckKeys(overlay, layers);
-    if (!m_options.schema) return;
+    if (m_schema == nullptr) return;
     const std::string& file = overlay.empty() ? defaults : overlay;
-    for (const auto& problem : SchemaProblems(*m_options.schema, ToDocument(layers.Merged()))) {
+    for (const auto& problem : SchemaProblems(*m_schema, ToDocument(layers.Merged()))) {
         Add(EExit::AbsentOrDifferent, file, problem);
     }
 }
@@ -192,10 +193,11 @@ void Print(const TFindings& findings, bool asJson) {
 }
 
 EExit Check(const SCheck& options, const SCommon& common) {
+    const auto schema = options.schema ? std::optional(ReadSchema(*options.schema)) : std::nullopt;
     TFindings findings;
     EExit failure = EExit::Done;
     const auto inspect = [&](const std::function<void(CInspection&)>& check) {
-        CInspection inspection(options, common);
+        CInspection inspection(schema ? &*schema : nullptr, common);
         const EExit result = RunReporting([&] { return check(inspection), EExit::Done; });
         if (result != EExit::Done) failure = result;
         findings.insert(findings.end(), inspection.Findings().begin(), inspection.Findings().end());

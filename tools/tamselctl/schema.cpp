@@ -26,12 +26,11 @@ std::string PathOf(const std::vector<std::string>& context) {
     return path.empty() ? "(top level)" : path;
 }
 
-void ReadSchema(const std::string& file, valijson::Schema& schema) {
-    const Json::Value document = ReadDocument(file);
+void Populate(const SSchema& from, valijson::Schema& schema) {
     try {
-        valijson::SchemaParser().populateSchema(TAdapter(document), schema);
+        valijson::SchemaParser().populateSchema(TAdapter(from.document), schema);
     } catch (const std::exception& error) {
-        throw CFailure(EExit::DoesNotParse, file,
+        throw CFailure(EExit::DoesNotParse, from.file,
                        std::string("is no JSON Schema: ") + error.what());
     }
 }
@@ -42,13 +41,15 @@ void AddSchema(CArguments& arguments, TOptional& file) {
     arguments.AddText("--schema", "FILE", file, "Require that all values conform to a JSON Schema");
 }
 
-std::vector<std::string> SchemaProblems(const std::string& file, const Json::Value& document) {
-    valijson::Schema schema;
-    ReadSchema(file, schema);
+SSchema ReadSchema(const std::string& file) { return {file, ReadDocument(file)}; }
+
+std::vector<std::string> SchemaProblems(const SSchema& schema, const Json::Value& document) {
+    valijson::Schema populated;
+    Populate(schema, populated);
     valijson::ValidationResults results;
     std::vector<std::string> problems;
     try {
-        (void)valijson::Validator().validate(schema, TAdapter(document), &results);
+        (void)valijson::Validator().validate(populated, TAdapter(document), &results);
     } catch (const std::exception& error) {
         // A pattern that is none; jsoncpp, for a multiple of an integer beyond 32 bits.
         problems.push_back("(top level): cannot be checked: " + std::string(error.what()));
@@ -67,8 +68,13 @@ namespace TamselCtl {
 
 void AddSchema(CArguments& /*arguments*/, TOptional& /*file*/) {}
 
-std::vector<std::string> SchemaProblems(const std::string& file, const Json::Value& /*document*/) {
+SSchema ReadSchema(const std::string& file) {
     throw CFailure(EExit::Usage, file, "this program was built without JSON Schema");
+}
+
+std::vector<std::string> SchemaProblems(const SSchema& /*schema*/,
+                                        const Json::Value& /*document*/) {
+    return {};
 }
 
 }  // namespace TamselCtl

@@ -13,8 +13,17 @@ namespace TamselCtl {
 /// Adds the option --schema, if this program was built with it.
 void AddSchema(CArguments& arguments, TOptional& file);
 
-/// Returns what a document breaks of the JSON Schema in a file, each "PATH: PROBLEM".
-/// \throws CFailure the file cannot be read, or is no schema
-std::vector<std::string> SchemaProblems(const std::string& file, const Json::Value& document);
+/// A JSON Schema, read once.
+struct SSchema {
+    std::string file;
+    Json::Value document;
+};
+
+/// Reads a schema. \throws CFailure the file cannot be read, or has no JSON object
+SSchema ReadSchema(const std::string& file);
+
+/// Returns where a document does not conform to a schema, each "PATH: PROBLEM".
+/// \throws CFailure it is no JSON Schema
+std::vector<std::string> SchemaProblems(const SSchema& schema, const Json::Value& document);
 
 }  // namespace TamselCtl
