@@ -21,8 +21,8 @@
 /// A journal that is found non-empty under its lock was left by an interrupted change. If it is not
 /// whole, step 3 never began. If it is whole, the document may be
 /// - the old text: counts, for step 3 did not begin, or somebody else put the old text back
-/// - not that, but every byte is one of the old text, of the new text or zero, or it does not parse:
-///   step 3 was interrupted, and the new text counts
+/// - not that, but every byte is one of the old text, of the new text or zero, or it does not
+///   parse: step 3 was interrupted, and the new text counts
 /// - anything else: somebody else put it there since, and it counts
 ///
 /// Failures of the system throw `std::system_error`, naming the file.

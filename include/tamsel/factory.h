@@ -70,8 +70,8 @@ TAMSEL_API std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& 
 ///
 /// \throws CAccessDenied a file exists and is not readable, or the overlay is missing and cannot be
 /// created
-/// \throws CInotifyHandlingError the inotify instance or the watch cannot be created; each object uses
-/// one instance, and Linux limits a user to 128 by default
+/// \throws CInotifyHandlingError the inotify instance or the watch cannot be created; each object
+/// uses one instance, and Linux limits a user to 128 by default
 /// \throws CInvalidConfig the text of either file does not parse
 /// \throws Json::Exception jsoncpp rejects either document, see `JsonUtil::ReadConfig`
 /// @{

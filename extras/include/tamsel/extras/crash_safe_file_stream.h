@@ -46,8 +46,8 @@ public:
     /// Completes an interrupted change. Accepts files that are readable but not writable: `Write`
     /// then throws. Without inotify, everything but `HasChanged` works.
     ///
-    /// \throws CAccessDenied a file is missing and cannot be created; `what()` ends with the system's
-    /// reason
+    /// \throws CAccessDenied a file is missing and cannot be created; `what()` ends with the
+    /// system's reason
     /// \throws std::system_error with the code `std::errc::timed_out`: somebody else had a lock for
     /// all of `lockLimit`. So does every operation that reads or writes
     explicit CCrashSafeFileStream(const std::string& path,

@@ -22,8 +22,8 @@ namespace Tamsel::Extras {
 ///
 /// - After a crash, a kill or a power failure during a change, the overlay has the state before the
 ///   change or the one after it. When a change that has an effect returns, storage has it.
-/// - A change applies to what the overlay file contains at that moment: changes of different keys by
-///   several processes all remain, and of changes of one key the last one wins. `Erase` removes
+/// - A change applies to what the overlay file contains at that moment: changes of different keys
+///   by several processes all remain, and of changes of one key the last one wins. `Erase` removes
 ///   everyone's keys. What others changed is visible after a change of one's own, `Reload`, or
 ///   `CConfigWatcher::Changes`.
 /// - If a change throws, memory is as before, also if the change callback threw. The file is as
