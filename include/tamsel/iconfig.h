@@ -38,9 +38,8 @@ public:
     /// on both, pass a parameter type itself, for example `5LL`.
     ///
     /// \throws CTypeError the stored value has another type; never from the `Json::Value` overload
-    /// \throws std::system_error only from an overlayed configuration, with glibc: the calling thread
-    /// already holds its lock, because it runs the change callback or a stream of this
-    /// configuration
+    /// \throws std::system_error only from an overlayed configuration, with glibc: the calling
+    /// thread already holds its lock, because it runs the change callback or a stream of it
     virtual bool Get(const std::string& key, bool defaultValue) const = 0;
 
     /// \name Overloads of Get
