@@ -45,7 +45,6 @@ void FailUsage(const std::string& problem) {
 CArguments::CArguments(const std::string& program, const std::string& summary,
                        const std::string& footer)
     : m_app(std::make_unique<CLI::App>(summary, program)) {
-    m_app->set_help_flag("-h,--help", "Print this help");
     m_app->footer(footer);
     m_app->get_formatter()->column_width(26);
 }
