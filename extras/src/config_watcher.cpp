@@ -195,7 +195,7 @@ private:
 };
 
 CConfigWatcher::CConfigWatcher(const std::shared_ptr<CSafeConfig>& config)
-    : m_impl(std::make_unique<CImpl>(CanonicalPath(ImplementationOf(*config).OverlayPath()),
+    : m_impl(std::make_unique<CImpl>(ImplementationOf(*config).OverlayPath(),
                                      ImplementationOf(*config).Defaults())) {
     m_impl->Follow(config);
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "draft_config.h"
+#include "journal.h"
 #include "system.h"
 
 namespace Tamsel::Extras {
@@ -56,6 +57,7 @@ CSafeConfigImpl::CSafeConfigImpl(const std::shared_ptr<CMemoryStream>& defaults,
                                  std::chrono::milliseconds lockLimit)
     : CSafeConfig(defaults, overlay, callback),
       m_stream(overlay),
+      m_overlayPath(CanonicalPath(overlay->GetPath())),
       m_defaults(ParseText(defaults->text, defaults->path)),
       m_callback(callback),
       m_lockLimit(lockLimit) {}

@@ -58,7 +58,7 @@ public:
     void Transact(const std::function<void(IConfig&)>& change) override;
 
     const TConfigMap& Defaults() const { return m_defaults; }
-    std::string OverlayPath() const { return m_stream->GetPath(); }
+    const std::string& OverlayPath() const { return m_overlayPath; }
 
     /// Makes the overlay in memory what `text` holds, unless it is being changed just now, or
     /// `isCurrent` returns false while nobody can change it.
@@ -73,6 +73,7 @@ private:
     void Change(const std::function<void()>& work);
 
     const std::shared_ptr<COfferedStream> m_stream;
+    const std::string m_overlayPath;  // as the stream resolved it
     const TConfigMap m_defaults;
     const TChangeCallback m_callback;
     const std::chrono::milliseconds m_lockLimit;
