@@ -175,8 +175,9 @@ std::vector<std::pair<std::string, Json::Value>> GivenPairs(const SSet& options)
         const bool isInput = words[i + 1] == "-";
         if (isInput && std::exchange(isInputTaken, true)) FailUsage("only one VALUE can be -");
         const std::string subject = ShownKey(words[i]);
-        if (!CanBeStored({{words[i], Json::Value()}}))
+        if (!CanBeStored({{words[i], Json::Value()}})) {
             throw CFailure(EExit::Usage, subject, NotStorable);
+        }
         given.emplace_back(
             words[i], ParseGiven(subject, isInput ? ReadInput("-") : words[i + 1], options.asText));
     }

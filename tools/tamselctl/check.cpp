@@ -208,11 +208,13 @@ EExit Check(const SCheck& options, const SCommon& common) {
         inspect(
             [&](CInspection& it) { it.CheckFiles(files[0], files.size() > 1 ? files[1] : ""); });
     } else if (!options.names.empty()) {
-        for (const auto& name : options.names)
+        for (const auto& name : options.names) {
             inspect([&](CInspection& it) { it.CheckInPlace(name); });
+        }
     } else {
-        for (const auto& name : AllNames(common))
+        for (const auto& name : AllNames(common)) {
             inspect([&](CInspection& it) { it.CheckInPlace(name); });
+        }
     }
     Print(findings, common.asJson);
     if (failure != EExit::Done) return failure;

@@ -167,8 +167,9 @@ std::string TakeToken(std::string& pointer) {
     std::string token = pointer.substr(1, end - 1);
     pointer.erase(0, end);
     for (std::size_t at = token.find('~'); at != std::string::npos; at = token.find('~', at + 1)) {
-        if (token[at + 1] != '0' && token[at + 1] != '1')
+        if (token[at + 1] != '0' && token[at + 1] != '1') {
             throw CFailure(EExit::Usage, token, "~ is to be followed by 0 or 1");
+        }
         token.replace(at, 2, token[at + 1] == '0' ? "~" : "/");
     }
     return token;
@@ -195,8 +196,9 @@ Json::Value* ChildOf(Json::Value& parent, const std::string& token, bool isAdded
 }  // namespace
 
 Json::Value* FindAt(Json::Value& value, const std::string& pointer, EMissing missing) {
-    if (!pointer.empty() && pointer[0] != '/')
+    if (!pointer.empty() && pointer[0] != '/') {
         throw CFailure(EExit::Usage, pointer, "a JSON Pointer begins with /");
+    }
     Json::Value* found = &value;
     for (std::string rest = pointer; !rest.empty();) {
         const std::string token = TakeToken(rest);

@@ -64,8 +64,9 @@ std::set<std::string> AllNames(const SCommon& common) {
 bool IsThere(const std::string& path) {
     std::error_code error;
     const auto type = std::filesystem::status(path, error).type();
-    if (type != std::filesystem::file_type::none)
+    if (type != std::filesystem::file_type::none) {
         return type != std::filesystem::file_type::not_found;
+    }
     throw CFailure(EExit::AccessDenied, path, error.message());
 }
 
