@@ -25,8 +25,8 @@ namespace Tamsel::Extras {
 /// thread-safe, but other threads can use the configuration. Owns an inotify instance and two other
 /// descriptors, all closed on `exec`.
 ///
-/// \warning A writer without a lock that pauses for more than 200 ms, or while another program closes
-/// the file, is taken for finished if what it has written so far parses.
+/// \warning A writer without a lock that pauses for more than 200 ms, or while another program
+/// closes the file, is taken for finished if what it has written so far parses.
 class CConfigWatcher {
 public:
     /// The value of one key, before and after; none while `Get` returns the caller's default.
