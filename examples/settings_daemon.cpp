@@ -42,7 +42,8 @@ static void CountStart(CSafeConfig& config) try {
 }
 
 static void Apply(const CSafeConfig& config) try {
-    std::cout << Get(config, Hostname) << ", mtu " << Get(config, Mtu) << std::endl;
+    const std::string line = Get(config, Hostname) + ", mtu " + std::to_string(Get(config, Mtu));
+    std::cout << line << std::endl;
 } catch (const Tamsel::CTypeError& error) {
     std::cerr << error.what() << std::endl;  // the settings applied before remain
 }
