@@ -54,7 +54,7 @@ bool IsChangeInterrupted(const std::string& path, std::chrono::milliseconds limi
 /// The exclusive right to change a document, from construction to destruction.
 class CDocumentChange {
 public:
-    /// The inode and the modification time of a directory whose entries are synchronized.
+    /// The inode and the change time of a directory whose entries are synchronized.
     using TEntries = std::pair<std::uint64_t, std::uint64_t>;
 
     CDocumentChange(const std::string& path, std::chrono::milliseconds limit);
