@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Changes a configuration, one command a run, and prints what its callback is called with:
-//   change_settings ROOT set KEY JSON | restore KEY | erase
+// Changes a configuration, one command a run, and prints what its callback is called with.
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -38,13 +37,16 @@ bool Change(Tamsel::IConfig& config, const std::vector<std::string>& words) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) return 2;
     try {
-        // [open]
-        // Reads the overlay now, so the change below needs no Reload.
-        const auto config = Tamsel::Create("network", argv[1], PrintChange);
-        // [/open]
-        return Change(*config, {argv + 2, argv + argc}) ? 0 : 2;
+        if (argc > 2) {
+            // [open]
+            // Reads the overlay now, so the change below needs no Reload.
+            const auto config = Tamsel::Create("network", argv[1], PrintChange);
+            // [/open]
+            if (Change(*config, {argv + 2, argv + argc})) return 0;
+        }
+        std::cerr << "usage: change_settings ROOT set KEY JSON | restore KEY | erase\n";
+        return 2;
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;

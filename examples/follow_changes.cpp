@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Follows a configuration that other processes change, and prints each new value:
-//   follow_changes ROOT COUNT      ends after COUNT of them
+// Follows a configuration that other processes change, prints each new value, and ends after COUNT
+// of them.
 #include <poll.h>
 
 #include <iostream>
@@ -29,14 +29,17 @@ void Follow(Tamsel::Extras::CConfigWatcher& watcher, int count) {
         }
         if (watcher.Problem() == problem) continue;
         problem = watcher.Problem();  // the former values remain until the file can be read again
-        std::cerr << problem << std::endl;
+        std::cerr << (problem.empty() ? "overlay readable again" : problem) << std::endl;
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) return 2;
+    if (argc != 3) {
+        std::cerr << "usage: follow_changes ROOT COUNT\n";
+        return 2;
+    }
     try {
         const auto config = Tamsel::Extras::Open("network", argv[1]);
         Tamsel::Extras::CConfigWatcher watcher(config);

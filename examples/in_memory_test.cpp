@@ -9,7 +9,6 @@
 
 namespace {
 
-// [code]
 /// The code under test: sets the next of three speeds. Returns whether it will survive a restart.
 bool SpeedUp(Tamsel::IConfig& config) {
     const int speed = config.Get("speed", 1);
@@ -20,7 +19,6 @@ bool SpeedUp(Tamsel::IConfig& config) {
         return false;
     }
 }
-// [/code]
 
 bool Check(bool isTrue, const char* claim) {
     std::cout << (isTrue ? "ok      " : "FAILED  ") << claim << '\n';
@@ -30,7 +28,6 @@ bool Check(bool isTrue, const char* claim) {
 }  // namespace
 
 int main() {
-    // [test]
     const auto defaults = std::make_shared<Tamsel::Extras::CMemoryStream>(R"({"speed": 3})");
     const auto overlay = std::make_shared<Tamsel::Extras::CMemoryStream>();
     Tamsel::COverlayedConfig config(defaults, overlay, {});
@@ -43,5 +40,4 @@ int main() {
     isGood &= Check(!SpeedUp(config), "a full disk is noticed");
     isGood &= Check(config.Get("speed", 0) == 2, "and the device continues at the new speed");
     return isGood ? 0 : 1;
-    // [/test]
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Measures on a file system of yours what a kill inside a write leaves of a file, with the plain
-// CFileStream and with the CCrashSafeFileStream:
-//   kill_writers FOLDER ROUNDS
+// CFileStream and with the CCrashSafeFileStream.
+//
 // A round starts two processes that write without rest, kills both within 3 ms, and reads the file.
-// It fails when a file mixes two writes, when a dead writer still has the lock, when a writer ends
-// without being killed, or when the crash-safe stream loses anything. It measures kills and no
-// power cuts: what the kernel has taken, it still writes.
+// It fails if a file mixes two writes, a dead writer still has the lock, a writer ends without
+// being killed, or the crash-safe stream loses anything. It measures kills and no
+// power cuts: what the kernel has accepted, it still writes.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,7 +78,10 @@ std::map<std::string, int> Campaign(Tamsel::IFileStream& stream, int rounds) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    if (argc != 3) return 2;
+    if (argc != 3) {
+        std::cerr << "usage: kill_writers FOLDER ROUNDS\n";
+        return 2;
+    }
     const std::string folder = argv[1];
     const int rounds = std::stoi(argv[2]);
     Tamsel::CFileStream plain(folder + "/plain.json");

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reads, changes and follows a configuration, and ends at the first change that somebody else
-// makes:
-//   quick_start ROOT
+// makes.
 #include <poll.h>
 
 #include <iostream>
@@ -11,7 +10,10 @@
 #include <tamsel/extras/open.h>
 
 int main(int argc, char** argv) {
-    if (argc != 2) return 2;
+    if (argc != 2) {
+        std::cerr << "usage: quick_start ROOT\n";
+        return 2;
+    }
     const std::string root = argv[1];
     // [code]
     const auto config = Tamsel::Extras::Open("network", root);

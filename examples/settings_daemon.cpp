@@ -53,9 +53,12 @@ int main(int argc, char** argv) try {
     CountStart(*config);
     Apply(*config);
     CConfigWatcher watcher(config);
+    std::string problem;
     for (pollfd change{watcher.Descriptor(), POLLIN, 0};; poll(&change, 1, -1)) {
         if (!watcher.Changes().empty()) Apply(*config);
-        if (!watcher.Problem().empty()) std::cerr << watcher.Problem() << std::endl;
+        if (watcher.Problem() == problem) continue;
+        problem = watcher.Problem();
+        std::cerr << (problem.empty() ? "overlay readable again" : problem) << std::endl;
     }
 } catch (const std::exception& error) {
     std::cerr << error.what() << std::endl;

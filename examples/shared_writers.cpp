@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
-// Counts up in a configuration that other processes change too, and loses no change of anyone:
-//   shared_writers ROOT KEY TIMES
+// Counts up in a configuration that other processes change too, and loses no change of anyone.
 #include <iostream>
 #include <string>
 
 #include <tamsel/extras/open.h>
 
 int main(int argc, char** argv) {
-    if (argc != 4) return 2;
+    if (argc != 4) {
+        std::cerr << "usage: shared_writers ROOT KEY TIMES\n";
+        return 2;
+    }
     const std::string own = argv[2];
     try {
         const auto config = Tamsel::Extras::Open("counters", argv[1]);
