@@ -31,7 +31,7 @@ void RequireDescriptor(const CDescriptor& descriptor) {
     if (descriptor.Get() < 0) throw CInotifyHandlingError("Failed to init inotify");
 }
 
-/// A descriptor that becomes readable once, after a while.
+/// Owns a timer descriptor, which becomes readable once after `Start`.
 class CTimer {
 public:
     CTimer() : m_timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
@@ -44,28 +44,28 @@ public:
         itimerspec times{};
         times.it_value.tv_sec = static_cast<time_t>(delay.count() / 1000);
         times.it_value.tv_nsec = static_cast<long>(delay.count() % 1000 * 1000000);
-        (void)timerfd_settime(m_timer.Get(), 0, &times, nullptr);  // fails for bad arguments only
+        (void)timerfd_settime(m_timer.Get(), 0, &times,
+                              nullptr);  // fails for invalid arguments only
     }
 
-    /// Also takes the expiration, so that the descriptor is not readable any more.
+    /// Also clears an expiration: the descriptor is then not readable.
     void Stop() const { Start(TMilliseconds(0)); }
 
 private:
     const CDescriptor m_timer;
 };
 
-/// \throws std::bad_cast `config` does not come from `Open`
+/// \throws std::bad_cast `config` was not returned by `Open`
 CSafeConfigImpl& ImplementationOf(CSafeConfig& config) {
     return dynamic_cast<CSafeConfigImpl&>(config);
 }
 
-/// Returns what `Get` answers, by key.
-TConfigMap Answers(const IReadOnlyConfig& config) {
-    TConfigMap answers;
+TConfigMap ValuesOf(const IReadOnlyConfig& config) {
+    TConfigMap values;
     for (const std::string& key : config.GetAllConfigKeys()) {
-        answers[key] = config.Get(key, Json::Value());
+        values[key] = config.Get(key, Json::Value());
     }
-    return answers;
+    return values;
 }
 
 std::optional<Json::Value> Find(const TConfigMap& map, const std::string& key) {
@@ -93,7 +93,7 @@ public:
     CImpl(const std::string& path, TConfigMap defaults)
         : m_path(path), m_defaults(std::move(defaults)), m_values(m_defaults), m_watch(m_path) {
         RequireDescriptor(m_epoll);
-        (void)m_watch.Take();  // throws where inotify is not available
+        (void)m_watch.Take();  // throws if inotify is not available
         for (const int descriptor : {m_watch.Descriptor(), m_timer.Descriptor()}) {
             epoll_event event{};
             event.events = EPOLLIN;
@@ -104,7 +104,7 @@ public:
     }
 
     void Follow(const std::shared_ptr<IConfig>& config) {
-        m_values = Answers(*config);
+        m_values = ValuesOf(*config);
         m_config = config;
     }
 
@@ -114,27 +114,28 @@ public:
 
     std::vector<SChange> Changes() {
         m_timer.Stop();
-        (void)IsQuietSinceLastLook();
+        (void)TakeEvents();
         std::vector<SChange> changes;
-        const bool isDone = !m_isPending || Look(changes);
+        const bool isDone = !m_isPending || Examine(changes);
         if (!isDone || !m_watch.IsWatching()) m_timer.Start(isDone ? RetryTime : m_retry);
         return changes;
     }
 
 private:
-    /// Takes the notifications. Returns whether there was none of a change.
-    bool IsQuietSinceLastLook() {
+    /// Consumes the notifications. Returns true if there was one of a change.
+    bool TakeEvents() {
         const SFileEvents events = m_watch.Take();
         if (events.hasChanged) {
             m_isPending = true;
             m_lastChange = TClock::now();
         }
         if (events.hasChanged || events.isClosed) m_isOpen = !events.isClosed;
-        return !events.hasChanged;
+        return events.hasChanged;
     }
 
-    /// Looks at the file. Returns false when it has to look again after `m_retry`.
-    bool Look(std::vector<SChange>& changes) {
+    /// Reads the file and reports its changes. Returns false if it is to be called again after
+    /// `m_retry`.
+    bool Examine(std::vector<SChange>& changes) {
         m_retry = QuietTime;
         const bool isSettled = TClock::now() - m_lastChange >= QuietTime;
         if (m_isOpen && !isSettled) return false;
@@ -143,7 +144,7 @@ private:
         TConfigMap values;
         const std::string problem = TryParse(*text, m_path, values);
         if ((text->empty() || !problem.empty()) && !isSettled) return false;
-        if (!IsQuietSinceLastLook()) return false;
+        if (TakeEvents()) return false;  // the text may be outdated, or half of a write
         if (problem.empty() && m_config && !Adopt(*text)) return false;
         m_isPending = false;
         m_problem = problem;
@@ -165,10 +166,10 @@ private:
         }
     }
 
-    /// Brings the configuration up to a text. Returns false when it is to be tried again.
+    /// Updates the configuration to a text. Returns false if it is to be tried again.
     bool Adopt(const std::string& text) {
         if (const auto safe = dynamic_cast<CSafeConfigImpl*>(m_config.get())) {
-            return safe->TryAdopt(text, [this] { return IsQuietSinceLastLook(); });
+            return safe->TryAdopt(text, [this] { return !TakeEvents(); });
         }
         try {
             m_config->Reload();
@@ -177,21 +178,21 @@ private:
         } catch (const Json::Exception&) {
             return false;
         }
-        return IsQuietSinceLastLook();
+        return !TakeEvents();
     }
 
     const std::string m_path;
     const TConfigMap m_defaults;
     TConfigMap m_values;
     std::string m_problem;
-    std::shared_ptr<IConfig> m_config;  // may be null
+    std::shared_ptr<IConfig> m_config;  // can be null
     CFolderWatch m_watch;
     const CTimer m_timer;
     const CDescriptor m_epoll{epoll_create1(EPOLL_CLOEXEC)};
     TClock::time_point m_lastChange = TClock::now();
     TMilliseconds m_retry = QuietTime;
-    bool m_isPending = true;  // the file may hold what was not reported yet
-    bool m_isOpen = false;    // a writer may be inside
+    bool m_isPending = true;  // the file may have changes that were not reported yet
+    bool m_isOpen = false;    // a writer may be writing to the file
 };
 
 CConfigWatcher::CConfigWatcher(const std::shared_ptr<CSafeConfig>& config)

@@ -11,12 +11,12 @@ namespace Tamsel::Extras {
 
 namespace {
 
-// Beyond it, jsoncpp does not read what it wrote.
-constexpr int MostLevels = 998;
+// Deeper values can be written by jsoncpp, but not read.
+constexpr int MaxLevels = 998;
 
 bool Parse(const std::string& text, TConfigMap& map) { return TryParse(text, "", map).empty(); }
 
-/// Returns the length in bytes of the character that begins with `lead`; 0 for none that does.
+/// Returns the length in bytes of the character that begins with `lead`; 0 if none does.
 std::size_t LengthOf(unsigned char lead) {
     if (lead < 0x80) return 1;
     if (lead < 0xc2) return 0;
@@ -25,8 +25,7 @@ std::size_t LengthOf(unsigned char lead) {
     return lead < 0xf5 ? 4 : 0;
 }
 
-/// Returns true if the second byte rules out overlong forms, surrogates, and what is beyond
-/// Unicode.
+/// Returns false if the second byte makes the character overlong, a surrogate, or beyond U+10FFFF.
 bool IsSecondByte(unsigned char lead, unsigned char second) {
     switch (lead) {
         case 0xe0: return second >= 0xa0;
@@ -51,12 +50,12 @@ bool IsUtf8(const std::string& text) {
     return true;
 }
 
-/// Returns what is wrong with a value, or null.
+/// Returns why a value cannot be stored; null if it can.
 const char* Problem(const Json::Value& value, int levels) {
     if (value.isDouble() && !std::isfinite(value.asDouble())) return "its number is not finite";
     if (value.isString() && !IsUtf8(value.asString())) return "its text is not UTF-8";
     if (!value.isArray() && !value.isObject()) return nullptr;
-    if (levels == MostLevels) return "its value has more than 998 levels";
+    if (levels == MaxLevels) return "its value has more than 998 levels";
     for (auto member = value.begin(); member != value.end(); ++member) {
         if (value.isObject() && !IsUtf8(member.name())) return "a name in it is not UTF-8";
         if (const char* const problem = Problem(*member, levels + 1)) return problem;

@@ -30,7 +30,7 @@ std::unordered_set<std::string> CDraftConfig::GetAllConfigKeys() const {
 
 void CDraftConfig::Change(const std::string& key, const Json::Value& value) {
     RequireStorable(key, value);
-    // An equal value in the overlay, or below a key that is not overridden, stays as it is.
+    // As in `IConfig::Set`: equal in the overlay, or the equal default of a key not overridden.
     const Json::Value* const stored = Find(key);
     if (stored != nullptr && *stored == value) return;
     m_overlay[key] = value;

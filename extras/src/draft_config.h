@@ -13,7 +13,7 @@
 
 namespace Tamsel::Extras {
 
-/// A configuration over two maps, for one thread: changes stay in memory until somebody prints it.
+/// The configuration that `Transact` passes to its function: two maps in memory. Not thread-safe.
 class CDraftConfig final : public IConfig {
 public:
     /// \throws as `JsonUtil::ReadConfig`; `defaults` must outlive this object
@@ -71,7 +71,7 @@ public:
     void Erase() override;
     unsigned int GetOverlayedFileSize() override;
 
-    /// The overlay's text: the one it began with when nothing was changed.
+    /// The overlay's text; the original one if nothing has changed.
     std::string Text() const;
 
     /// The effective calls of `Set` so far, in order.

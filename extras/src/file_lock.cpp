@@ -17,7 +17,7 @@ namespace {
 using TClock = std::chrono::steady_clock;
 using TLimit = std::chrono::milliseconds;
 
-/// flock has no time limit of its own. The first pauses are short, for most changes are.
+/// Polls, because flock has no time limit. The first pauses are short, as most changes are.
 bool LockBefore(TClock::time_point end, int descriptor, int operation) {
     for (TLimit pause(1);; pause = std::min(2 * pause, TLimit(50))) {
         if (Uninterrupted([&] { return flock(descriptor, operation | LOCK_NB); }) == 0) return true;
@@ -28,7 +28,7 @@ bool LockBefore(TClock::time_point end, int descriptor, int operation) {
     }
 }
 
-/// Returns true if the path still names the open file.
+/// Returns true if `path` still names the open file.
 bool IsCurrent(const std::string& path, int descriptor) {
     struct stat named {};
     struct stat opened {};
@@ -57,7 +57,7 @@ CFileLock::CFileLock(const std::string& path, EMode mode, std::chrono::milliseco
     : m_path(path), m_descriptor(OpenLocked(path, mode, limit)) {}
 
 CFileLock::~CFileLock() {
-    // Not by closing alone: a child of fork may still have the descriptor.
+    // Explicitly: a child of fork may still have the descriptor, and with it the lock.
     (void)flock(m_descriptor, LOCK_UN);
     (void)close(m_descriptor);
 }

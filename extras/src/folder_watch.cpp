@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint32_t ChangeMask =
     IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-// The directory itself went, or its file system.
+// The directory itself was removed or renamed, or its file system unmounted.
 constexpr std::uint32_t LossMask = IN_IGNORED | IN_UNMOUNT | IN_DELETE_SELF | IN_MOVE_SELF;
 
 }  // namespace

@@ -10,27 +10,27 @@ struct inotify_event;
 
 namespace Tamsel::Extras {
 
-/// What happened to a file since the last look.
+/// What happened to a file since the previous `Take`.
 struct SFileEvents {
-    bool hasChanged = false;  ///< written, replaced, removed or created; or an overflow hides it
-    bool isClosed = false;    ///< the last event was not a modification, so its writer is done
+    bool hasChanged = false;  ///< written, replaced, removed or created; or the queue overflowed
+    bool isClosed = false;    ///< the last event was not a modification: its writer has finished
 };
 
-/// Watches the path of a file: an inotify instance on its directory, closed on exec. It outlives
-/// the file's removal or replacement, and from the next `Take` on the directory's too. Thread-safe;
-/// threads that take notifications at once share them between them.
+/// Watches the path of a file, by an inotify instance on its directory, closed on `exec`. The watch
+/// survives the removal or replacement of the file, and that of the directory from the next `Take`
+/// on. Thread-safe; threads that call `Take` concurrently share the notifications.
 class CFolderWatch {
 public:
     explicit CFolderWatch(const std::string& path);
 
-    /// Readable while there is something to take. Negative where inotify is not available.
+    /// Readable while there are notifications. Negative if inotify is not available.
     int Descriptor() const { return m_inotify.Get(); }
 
-    /// Returns whether the directory is watched. If not, `Take` tries again.
+    /// Returns true if the directory is watched. If not, `Take` tries again.
     bool IsWatching() const { return m_watch >= 0; }
 
-    /// Takes all notifications. Never blocks.
-    /// \throws CInotifyHandlingError there is no inotify instance, or it cannot be read
+    /// Consumes all notifications. Non-blocking.
+    /// \throws CInotifyHandlingError inotify is not available, or cannot be read
     SFileEvents Take();
 
 private:

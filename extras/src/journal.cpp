@@ -22,12 +22,12 @@ namespace {
 
 using TLimit = std::chrono::milliseconds;
 
-// A constant of the program, not of its start: a static object of a user may open a configuration.
+// Constant-initialised: the constructor of a user's static object may open a configuration.
 constexpr std::string_view Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
 
-/// Not by `Tamsel::Exists`, which asks for the real user: a file that he cannot see is not missing.
+/// Not `Tamsel::Exists`, which checks for the real user: a file that he cannot see is not missing.
 bool IsMissing(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) != 0 && errno == ENOENT;
@@ -44,7 +44,7 @@ std::uint64_t Nanoseconds(const timespec& time) {
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
-// What a journal holds.
+// The content of a journal.
 
 /// One change, old text to new.
 struct SChange {
@@ -52,7 +52,7 @@ struct SChange {
     std::string oldText;
 };
 
-/// FNV-1a of the texts in a row. It is to recognize a write that storage did part of, no attacker.
+/// FNV-1a of the concatenated texts. Detects a partial write, not an attack.
 template <typename... TTexts>
 std::uint64_t Checksum(const TTexts&... texts) {
     std::uint64_t hash = 14695981039346656037U;
@@ -70,7 +70,7 @@ void AppendNumber(std::string& text, std::uint64_t number) {
     text += digits;
 }
 
-/// A line with the sizes and the checksum, then both texts.
+/// Returns a journal: a line with the sizes and the checksum, then both texts.
 std::string Encode(const std::string& newText, const std::string& oldText) {
     std::string journal(Magic);
     AppendNumber(journal, newText.size());
@@ -79,7 +79,7 @@ std::string Encode(const std::string& newText, const std::string& oldText) {
     return journal.append("\n").append(newText).append(oldText);
 }
 
-/// Returns nothing for a journal that is not whole. It is, if its texts encode to just this.
+/// Returns nothing unless the journal is whole, that is, unless its texts encode to the same bytes.
 std::optional<SChange> Decode(const std::string& journal) {
     const std::size_t end = journal.find('\n');
     if (end == std::string::npos || end < Magic.size()) return std::nullopt;
@@ -91,8 +91,8 @@ std::optional<SChange> Decode(const std::string& journal) {
     return change;
 }
 
-/// Returns true if a document can be what an interrupted write of the new text over the old leaves:
-/// any bytes of either, or zeros that storage has not written yet.
+/// Returns true if an interrupted write of the new text over the old one can have left `text`: each
+/// byte is that of either at its position, or zero where storage has not written yet.
 bool IsBetween(const std::string& newText, const std::string& oldText, const std::string& text) {
     const auto has = [](const std::string& whole, std::size_t at, char byte) {
         return at < whole.size() && whole[at] == byte;
@@ -104,14 +104,14 @@ bool IsBetween(const std::string& newText, const std::string& oldText, const std
     return true;
 }
 
-/// Returns true if the change got as far as the document and no further. The old text may have been
-/// put there again by somebody else, and any other that parses must have been.
+/// Returns true if the change was interrupted while it wrote the document. The old text can have
+/// been restored by someone else, and any other text that parses must have been written by them.
 bool IsInside(const std::string& newText, const std::string& oldText, const std::string& text) {
     return text != oldText && (IsBetween(newText, oldText, text) || !IsWhole(text));
 }
 
-/// Returns the text that counts when a document holds `text`.
-std::string Settled(const std::string& journal, const std::string& text) {
+/// Returns the valid text of a document that contains `text`.
+std::string ValidText(const std::string& journal, const std::string& text) {
     const std::optional<SChange> change = Decode(journal);
     return change && IsInside(change->newText, change->oldText, text) ? change->newText : text;
 }
@@ -123,8 +123,8 @@ void SynchronizeFolder(const std::string& path) {
     Checked(folder, [&] { return fsync(descriptor.Get()); });
 }
 
-/// Throws unless the path of a journal names the open file itself, and nothing else does: whoever
-/// owns the directory could have put a link to a file of somebody else there.
+/// Throws unless `path` is the only name of the open journal, and no symbolic link: the owner of
+/// the directory could have placed a link to another user's file there.
 void RequireNoLink(const CFileLock& journal, const std::string& path) {
     struct stat named {};
     Checked(path, [&] { return lstat(path.c_str(), &named); });
@@ -135,7 +135,7 @@ void RequireNoLink(const CFileLock& journal, const std::string& path) {
     ThrowErrno(path);
 }
 
-/// Completes the change that the journal holds. Returns true if it held anything.
+/// Completes the change that the journal contains. Returns true if it was not empty.
 bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
     RequireNoLink(journal, JournalOf(path));
     const std::string left = journal.Read();
@@ -143,10 +143,10 @@ bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
     if (!IsMissing(path)) {
         const CFileLock document(path, CFileLock::EMode::Exclusive, limit);
         const std::string text = document.Read();
-        const std::string settled = Settled(left, text);
-        settled == text ? document.Synchronize() : document.Write(settled);
+        const std::string valid = ValidText(left, text);
+        valid == text ? document.Synchronize() : document.Write(valid);
     }
-    // A document that was removed or replaced meanwhile must not return without its journal.
+    // A document that was removed or replaced must not reappear after the journal is truncated.
     SynchronizeFolder(path);
     journal.Write("");
     return true;
@@ -154,15 +154,15 @@ bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
 
 // Permissions.
 
-/// Returns the permissions for a journal in group `group` that nobody gets more by than by the
-/// document's: if the groups differ, its own has only what everyone has.
+/// Returns permissions for a journal of group `group` that do not exceed the document's for anyone:
+/// if the groups differ, the journal's group has only the permissions of others.
 mode_t PermissionsFor(const struct stat& document, gid_t group) {
     const mode_t mode = document.st_mode & 0666;
     return group == document.st_gid ? mode : (mode & 0606) | ((mode & 06) << 3);
 }
 
-/// Gives the journal the document's permissions, owner and group, those that this process can give.
-/// \throws std::system_error it stays more accessible than the document
+/// Sets the journal's permissions, owner and group to the document's, as far as this process can.
+/// \throws std::system_error it remains more accessible than the document
 void MatchAccess(int journal, const std::string& path) {
     struct stat document {};
     Checked(path, [&] { return stat(path.c_str(), &document); });
@@ -189,9 +189,8 @@ void CreateEmpty(const std::string& path) {
     }
 }
 
-/// Returns the path of the journal, which then exists, for its creator alone at first. A document
-/// that is missing beside an existing journal stays missing: that tells what to do with what the
-/// journal holds.
+/// Creates a missing journal, accessible to this user only, and returns its path. Does not create
+/// a document that is missing beside an existing journal: recovery depends on its absence.
 std::string EnsureJournal(const std::string& path) {
     std::string journal = JournalOf(path);
     if (!IsMissing(journal)) return journal;
@@ -201,7 +200,7 @@ std::string EnsureJournal(const std::string& path) {
     return journal;
 }
 
-/// Returns the path of the document, which is then whole and exists.
+/// Completes an interrupted change, creates a missing document, and returns its path.
 const std::string& EnsureDocument(const CFileLock& journal, const std::string& path, TLimit limit) {
     (void)Complete(journal, path, limit);
     if (IsMissing(path)) CreateEmpty(path);
@@ -209,7 +208,7 @@ const std::string& EnsureDocument(const CFileLock& journal, const std::string& p
 }
 
 std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try {
-    // Most files have no journal, and an exception is what takes the time then.
+    // Most files have no journal, and the exception would dominate the time to read them.
     if (IsMissing(path)) return nullptr;
     return std::make_unique<CFileLock>(path, CFileLock::EMode::Shared, limit);
 } catch (const std::system_error& error) {
@@ -235,10 +234,10 @@ void OpenDocument(const std::string& path, TLimit limit) {
     const std::string journal = EnsureJournal(path);
     try {
         const CFileLock lock(journal, CFileLock::EMode::Exclusive, limit);
-        // Also if whoever created the journal was killed before this.
+        // On every opening: the process that created the journal may have been killed before this.
         MatchAccess(lock.Descriptor(), EnsureDocument(lock, path, limit));
     } catch (const std::system_error& error) {
-        // Without permission, or on a full disk, it can still be read as if it were completed.
+        // Without permission, or on a full disk, reading still returns the valid text.
         if (error.code() == std::errc::timed_out) throw;
     }
 }
@@ -251,12 +250,12 @@ std::string ReadDocument(const std::string& path, TLimit limit) {
         const auto document = LockToRead(path, limit);
         if (journal) left = journal->Read();
         if (document) text = document->Read();
-        if (document && !left.empty()) text = Settled(left, text);
+        if (document && !left.empty()) text = ValidText(left, text);
     }
     try {
         if (!left.empty()) (void)RecoverDocument(path, limit);
     } catch (const std::system_error&) {
-        // Whoever may write, and finds room, completes it. Until then, this text counts.
+        // A process that can write, on a disk with space, completes it. The text is valid already.
     }
     return text;
 }
@@ -293,8 +292,8 @@ void CDocumentChange::Commit(const std::string& text, TEntries& synchronized) {
     }
 }
 
-/// Puts the old text back, by a change of its own where the journal may be empty already. What
-/// somebody wrote without a lock meanwhile stays.
+/// Restores the old text, by a journalled change of its own if the journal is empty already. Keeps
+/// what someone wrote without a lock meanwhile.
 void CDocumentChange::Undo(const std::string& text) const try {
     if (IsInside(text, m_text, m_document.Read())) {
         if (m_journal.Read().empty()) m_journal.Write(Encode(m_text, text));
@@ -302,7 +301,7 @@ void CDocumentChange::Undo(const std::string& text) const try {
     }
     m_journal.Write("");
 } catch (const std::system_error&) {
-    // The journal, if it is whole, still completes the change.
+    // If the journal is whole, the next recovery completes the change.
 }
 
 void CDocumentChange::SynchronizeEntries(TEntries& synchronized) const {
@@ -312,8 +311,8 @@ void CDocumentChange::SynchronizeEntries(TEntries& synchronized) const {
     const TEntries entries(status.st_ino, Nanoseconds(status.st_ctim));
     if (entries == synchronized) return;
     SynchronizeFolder(m_path);
-    // Of two changes within a tick of the file system's clock, a second at most, the time of the
-    // directory shows the first one only.
+    // The second of two changes within one tick of the file system's clock, at most a second, does
+    // not alter the directory's time.
     timespec now{};
     (void)clock_gettime(CLOCK_REALTIME, &now);
     if (Nanoseconds(now) > entries.second + 1000000000) synchronized = entries;

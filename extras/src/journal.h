@@ -9,40 +9,39 @@
 #include <tamsel/extras/file_lock.h>
 
 /// \file
-/// The protocol that makes a change of a document all or nothing. Beside the document lies its
-/// journal, which is empty except during a change, and whose lock is taken before the document's:
+/// The protocol that makes a change of a document atomic. Next to the document is its journal,
+/// which is empty except during a change, and whose lock is acquired before the document's:
 ///
-/// 1. lock the journal, complete what an interrupted change left, lock the document, synchronize it
-///    and the directory's entries
-/// 2. write the new and the old text to the journal, synchronize
-/// 3. write the new text over the old in the document, synchronize, read back
-/// 4. empty the journal, synchronize, unlock
+/// 1. lock the journal, complete an interrupted change, lock the document, synchronise it and its
+///    directory
+/// 2. write the new and the old text to the journal, synchronise, read back
+/// 3. overwrite the document with the new text, synchronise, read back
+/// 4. truncate the journal, synchronise, unlock
 ///
-/// A journal that is found non-empty under its lock was left by an interrupted change. If it is not
-/// whole, step 3 never began. If it is whole, the document may be
-/// - the old text: counts, for step 3 did not begin, or somebody else put the old text back
-/// - not that, but every byte is one of the old text, of the new text or zero, or it does not
-///   parse: step 3 was interrupted, and the new text counts
-/// - anything else: somebody else put it there since, and it counts
+/// A journal that is non-empty when its lock is acquired was left by an interrupted change. If it
+/// is not whole, step 3 had not begun. If it is whole, the document can contain
+/// - the old text, which is valid: step 3 had not begun, or someone else restored the old text
+/// - only bytes of the old text, of the new text and zeros, or text that does not parse: step 3 was
+///   interrupted, and the new text is the valid one
+/// - anything else, which is valid: someone else wrote it since
 ///
-/// Failures of the system throw `std::system_error`, naming the file.
+/// Failing system calls throw `std::system_error`, with the path in the message.
 
 namespace Tamsel::Extras {
 
-/// Returns the path by which every program names the document and its journal: absolute, without
-/// symbolic links.
+/// Returns the absolute path without symbolic links, which is the same in all programs.
 std::string CanonicalPath(const std::string& path);
 
-/// Creates the document, empty, and its journal where they are missing, and completes an
-/// interrupted change. Files that can only be read are left as they are.
+/// Creates the document, empty, and its journal if they are missing, and completes an interrupted
+/// change. Leaves files that are only readable unchanged.
 ///
-/// The journal gets the document's permissions, owner and group, as far as this process can give
+/// The journal gets the document's permissions, owner and group as far as this process can set
 /// them, and is never more accessible. A document that root creates gets the owner and group of its
 /// directory.
 void OpenDocument(const std::string& path, std::chrono::milliseconds limit);
 
-/// Returns the text that counts, "" for a missing document. Readers do not exclude one another. It
-/// needs no journal, and only permission to read; completes an interrupted change where it can.
+/// Returns the valid text, "" for a missing document. Takes shared locks. Needs no journal, and
+/// only permission to read; completes an interrupted change if it can.
 std::string ReadDocument(const std::string& path, std::chrono::milliseconds limit);
 
 /// Completes an interrupted change. Returns true if there was one.
@@ -51,22 +50,21 @@ bool RecoverDocument(const std::string& path, std::chrono::milliseconds limit);
 /// Returns true if there is an interrupted change.
 bool IsChangeInterrupted(const std::string& path, std::chrono::milliseconds limit);
 
-/// The exclusive right to change a document, from construction to destruction.
+/// Exclusive locks on a document and its journal, and the change made under them.
 class CDocumentChange {
 public:
-    /// The inode and the change time of a directory whose entries are synchronized.
+    /// The inode and the change time of a directory whose entries are synchronised.
     using TEntries = std::pair<std::uint64_t, std::uint64_t>;
 
     CDocumentChange(const std::string& path, std::chrono::milliseconds limit);
 
-    /// The text that counts.
+    /// The valid text before the change.
     const std::string& Text() const { return m_text; }
 
-    /// Replaces the text. When this returns, storage has the new text, and the directory entries
-    /// too: `synchronized` is what an earlier change reported so, and is updated.
+    /// Replaces the text. When this returns, storage has the new text and the directory entries.
+    /// `synchronized` is the directory state that an earlier change synchronised; it is updated.
     ///
-    /// When it throws, the old text or the new one counts, and the old one unless the document
-    /// could not be written a second time.
+    /// If it throws, the old text is valid, or the new one if restoring the old one failed too.
     void Commit(const std::string& text, TEntries& synchronized);
 
 private:

@@ -25,7 +25,7 @@ bool COfferedStream::Read(std::string& content) {
     return true;
 }
 
-/// Makes this thread the only one that changes the overlay in memory.
+/// Makes the calling thread the only one that changes the overlay in memory.
 class CSafeConfigImpl::CChangeLock {
 public:
     CChangeLock(CSafeConfigImpl& config, std::chrono::milliseconds limit) : m_config(config) {
@@ -67,9 +67,9 @@ void CSafeConfigImpl::Adopt(const std::string& text) {
     COverlayedConfig::Reload();
 }
 
-/// Without it, a change would be compared with what the file held long ago, and a `Set` of the
-/// value that memory still has would do nothing about the one that somebody else has set since.
-/// Returns false for a file that does not parse: it is left to the change, which replaces it.
+/// Adopts the current content of the file. Without it, a `Set` of the value that is still in memory
+/// would have no effect, although another process has changed the value in the file. Returns false
+/// for a file that does not parse: the change replaces it.
 bool CSafeConfigImpl::CatchUp() {
     const std::string known = m_stream->KnownText();
     std::string text;
@@ -87,7 +87,7 @@ void CSafeConfigImpl::Change(const std::function<void()>& work) {
     try {
         const bool isWhole = CatchUp();
         work();
-        // A change without an effect in memory replaces a broken file all the same.
+        // A change without an effect in memory still replaces a broken file.
         if (!isWhole && m_stream->KnownText() == before) (void)m_stream->Write(before);
     } catch (...) {
         Adopt(before);
@@ -112,7 +112,7 @@ void CSafeConfigImpl::Reload() {
     try {
         COverlayedConfig::Reload();
     } catch (...) {
-        m_stream->SetKnownText(before);  // memory holds that still
+        m_stream->SetKnownText(before);  // which memory still has
         throw;
     }
 }

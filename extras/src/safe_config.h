@@ -15,8 +15,8 @@
 
 namespace Tamsel::Extras {
 
-/// The stream below a safe configuration. `Reload` of the store reads it, and gets the text that
-/// was offered last instead of the file's, when there is one.
+/// The stream below a safe configuration. After `Offer`, the next `Read` returns the offered text
+/// instead of the file's, so that the store's `Reload` adopts it.
 class COfferedStream : public CCrashSafeFileStream {
 public:
     using CCrashSafeFileStream::CCrashSafeFileStream;
@@ -60,8 +60,8 @@ public:
     const TConfigMap& Defaults() const { return m_defaults; }
     const std::string& OverlayPath() const { return m_overlayPath; }
 
-    /// Makes the overlay in memory what `text` holds, unless it is being changed just now, or
-    /// `isCurrent` returns false while nobody can change it.
+    /// Replaces the overlay in memory by `text` and returns true. Returns false if it is being
+    /// changed, or if `isCurrent`, called while nothing can change it, returns false.
     bool TryAdopt(const std::string& text, const std::function<bool()>& isCurrent);
 
 private:
@@ -78,8 +78,9 @@ private:
     const TChangeCallback m_callback;
     const std::chrono::milliseconds m_lockLimit;
 
-    // The thread that changes the overlay in memory, if any; before it takes the store's own lock,
-    // so that nobody else's change meets one that is being undone. Guarded by m_changerMutex.
+    // The thread that changes the overlay in memory, if any. Set before that thread locks the
+    // store's mutex, so that a change never sees another that is being undone. Guarded by
+    // m_changerMutex.
     std::thread::id m_changer;
     std::mutex m_changerMutex;
     std::condition_variable m_changeEnded;

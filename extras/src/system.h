@@ -15,7 +15,7 @@ class CDescriptor {
 public:
     explicit CDescriptor(int descriptor) : m_descriptor(descriptor) {}
     ~CDescriptor() {
-        // What had to reach storage was synchronised before; closing can add no error to that.
+        // An error is ignored: what must reach storage was synchronised before.
         if (m_descriptor >= 0) (void)close(m_descriptor);
     }
     CDescriptor(const CDescriptor&) = delete;
@@ -28,7 +28,7 @@ private:
     int m_descriptor;
 };
 
-/// Returns the directory of a file, with its slash; "./" for a bare name.
+/// Returns the directory of a file, with a trailing slash; "./" for a name without one.
 std::string FolderOf(const std::string& path);
 
 /// Returns the path of a configuration's file in "etc" or "data", as `Create` composes it.
@@ -36,21 +36,21 @@ std::string FileIn(const char* layer, const std::string& name, const std::string
                    const std::string& subDirectory);
 
 /// Returns the whole content of an open file.
-/// \throws std::system_error naming `path` it cannot be read
+/// \throws std::system_error the file cannot be read; `path` is for the message
 std::string ReadAll(int descriptor, const std::string& path);
 
-/// Returns the whole content of a defaults file, "" if it is missing. Takes no lock: whoever may
-/// only read it could keep everyone waiting by his.
-/// \throws CAccessDenied it cannot be read
+/// Returns the whole content of a defaults file, "" if it is missing. Takes no lock, so that a
+/// process that is only permitted to read the file cannot block the others.
+/// \throws CAccessDenied the file cannot be read
 std::string ReadDefaultsFile(const std::string& path);
 
 /// Throws `std::system_error` with an error number.
 [[noreturn]] void ThrowError(int error, const std::string& message);
 
-/// Turns the failure of the system call just made into an exception: "'PATH': REASON".
+/// Throws `std::system_error` for `errno`, with the message "'PATH': REASON".
 [[noreturn]] void ThrowErrno(const std::string& path);
 
-/// Repeats a system call that a signal interrupted.
+/// Makes a system call, and repeats it if a signal interrupts it.
 template <typename TCall>
 auto Uninterrupted(TCall call) {
     auto result = call();
@@ -58,8 +58,8 @@ auto Uninterrupted(TCall call) {
     return result;
 }
 
-/// Makes a system call, repeated when a signal interrupts it.
-/// \throws std::system_error naming `path` it fails
+/// As `Uninterrupted`.
+/// \throws std::system_error the call fails; `path` is for the message
 template <typename TCall>
 auto Checked(const std::string& path, TCall call) {
     const auto result = Uninterrupted(call);
@@ -67,11 +67,11 @@ auto Checked(const std::string& path, TCall call) {
     return result;
 }
 
-/// Returns "MESSAGE 'PATH': REASON". A lock that was not obtained in time says nothing of the file,
-/// and is thrown again.
+/// Returns "MESSAGE 'PATH': REASON". Throws the error again if a lock was not acquired in time,
+/// which is not a failure of the file.
 std::string Describe(const char* message, const std::string& path, const std::system_error& error);
 
-/// Works, and turns a refusal of the system into `TError`, as `Describe` puts it.
+/// Returns the result of `work`, and turns a `std::system_error` into `TError`, see `Describe`.
 template <typename TError, typename TWork>
 auto Translate(const char* message, const std::string& path, TWork work) try {
     return work();

@@ -50,7 +50,7 @@ public:
     /// truncates afterwards: the file keeps its inode and its watches, is never empty in between,
     /// and needs space only where it grows. Not atomic.
     ///
-    /// \throws std::system_error the content cannot be written, synchronized or read back; the file
+    /// \throws std::system_error the content cannot be written, synchronised or read back; the file
     /// can then contain parts of both
     void Write(const std::string& content) const;
 

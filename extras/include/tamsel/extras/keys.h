@@ -33,7 +33,7 @@
 /// `Json::Value`, an enumeration with names, or a `std::vector<T>` or `std::map<std::string, T>` of
 /// these. Literals, `const char*` and `std::string_view` are text; nothing becomes a `bool`.
 ///
-/// An enumeration is stored by name, and needs a function beside it, in its own namespace:
+/// An enumeration is stored by name, and needs a function `EnumNames` in its namespace:
 /// \code
 /// enum class EMode { Dhcp, Fixed };
 /// constexpr auto EnumNames(EMode) {
@@ -41,8 +41,7 @@
 /// }
 /// \endcode
 ///
-/// The functions work on every configuration and throw what its operations throw. Any threads may
-/// call them.
+/// The functions work on every configuration, throw what its operations throw, and are thread-safe.
 
 namespace Tamsel::Extras {
 
@@ -238,8 +237,8 @@ struct TKey {
     static_assert(sizeof(Detail::SStored<T>) != 0);
 
     /// A key of this name; the default is `T{}` unless given.
-    constexpr explicit TKey(std::string_view keyName, Detail::TDefault<T> defaultAnswer = {})
-        : name(keyName), defaultValue(defaultAnswer) {}
+    constexpr explicit TKey(std::string_view keyName, Detail::TDefault<T> keyDefault = {})
+        : name(keyName), defaultValue(keyDefault) {}
 
     std::string_view name;             ///< the key, as for `IConfig::Get`
     Detail::TDefault<T> defaultValue;  ///< returned by `Get` when there is no stored value
@@ -247,15 +246,15 @@ struct TKey {
 
 /// Returns the stored value, or the key's default when there is none.
 ///
-/// \throws CTypeError the stored value is of another type, does not fit into `T`, or names no
-/// enumerator
+/// \throws CTypeError the stored value is of another type, is out of range for `T`, or is not the
+/// name of an enumerator
 template <typename T>
 T Get(const IReadOnlyConfig& config, const TKey<T>& key) {
     const std::string name(key.name);
     return Detail::FromJson<T>(name, config.Get(name, Detail::DefaultOf<T>(key.defaultValue)));
 }
 
-/// Returns the stored value, or nothing when there is none; the key's default plays no part.
+/// Returns the stored value, or nothing when there is none, whatever the key's default.
 ///
 /// \throws CTypeError as `Get`
 template <typename T>
@@ -266,8 +265,8 @@ std::optional<T> Find(const IReadOnlyConfig& config, const TKey<T>& key) {
     return Detail::FromJson<T>(name, json);
 }
 
-/// Stores a value, as `IConfig::Set` does. Integers are stored in the form in which a file's are
-/// read, so that setting the value that is stored already is never a change.
+/// Stores a value, as `IConfig::Set` does. Integers are stored as they are read from a file, so
+/// setting the stored value again has no effect.
 ///
 /// \throws std::invalid_argument `value` is an enumerator without a name; nothing has changed
 template <typename T>
@@ -275,8 +274,8 @@ void Set(IConfig& config, const TKey<T>& key, const typename Detail::SParameter<
     config.Set(std::string(key.name), Detail::SStored<T>::From(value));
 }
 
-/// Takes the key out of the overlay, as `IConfig::Restore` does: its default counts again. Returns
-/// whether it was there.
+/// Removes the key from the overlay, as `IConfig::Restore` does, so that it has its default again.
+/// Returns true if the overlay contained the key.
 template <typename T>
 bool Restore(IConfig& config, const TKey<T>& key) {
     return config.Restore(std::string(key.name));
