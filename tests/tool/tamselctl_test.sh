@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 #
 # tamselctl_test.sh LIBRARY-FOLDER [EMULATOR...] TOOL: runs every command of tamselctl.txt against the
-# tool and compares what it does with what is written there.
+# tool and compares the results.
 #
 # A line beginning with --- begins a section in an empty root directory; words in brackets are what
 # it needs of the machine. Sections run side by side. A command is followed by its standard output,
@@ -22,7 +22,7 @@ dropped=() # what runs the tool as someone whom file modes bind
 ((EUID != 0)) || dropped=(setpriv --reuid 65534 --regid 65534 --clear-groups)
 prefix=()
 
-# An empty root stands for the working directory, so that messages do not tell where we are.
+# An empty root is the working directory, so that messages do not contain its path.
 tamselctl() { timeout 20 "${prefix[@]}" "${tool[@]}" --root "" "$@"; }
 plain() { timeout 20 "${tool[@]}" "$@"; }
 as_nobody() (prefix=("${dropped[@]}"); "$@")
@@ -38,10 +38,10 @@ brief() {
 one() { paste -sd ' '; }
 # until_seen TEXT [FILE]: waits until a file, "seen" if none is given, has a text.
 until_seen() { timeout 20 sh -c 'until grep -q "$1" "$2"; do sleep 0.02; done' - "$1" "${2:-seen}" 2>/dev/null; }
-# Somebody else takes the overlay's lock, until release.
+# Another process locks the overlay, until release.
 hold() { flock "$1" data/config/n.json sh -c 'echo $$ >seen; exec sleep 20' & until_seen '[0-9]'; }
 release() { kill "$(cat seen)"; }
-# Runs the tool so that $! is its process, and SIGHUP ends it even where nohup runs this test.
+# Runs the tool such that $! is its process, and SIGHUP ends it even if this test runs under nohup.
 hung_up() { exec env --default-signal=HUP "${tool[@]}" --root "" "$@"; }
 # follow [OPTION...]: watches in the background, and returns when the watch has begun.
 follow() { hung_up watch n --initial "$@" >seen 2>errors & until_seen unit; }
@@ -62,11 +62,11 @@ run() {
     sed 's/^/! /' "$2.err"
     ((code == 0)) || echo "= $code"
 }
-# run_section NUMBER-OF-ITS-FIRST-LINE FILE: leaves in FILE.diff what differs.
+# run_section NUMBER-OF-ITS-FIRST-LINE FILE: writes the differences to FILE.diff.
 run_section() {
     local line
     mkdir -p "$2.root/etc/config" "$2.root/data/config" && cd "$2.root" || exit
-    # Empty lines first, so that the numbers are those of the transcript.
+    # After empty lines, so that line numbers are those of the transcript.
     for ((line = 1; line < $1; ++line)); do echo; done | tee "$2.expected" >"$2.actual"
     cat "$2" >>"$2.expected"
     while IFS= read -r line; do

@@ -13,7 +13,7 @@ namespace {
 
 using TResults = CLI::results_t;
 
-/// Takes an option's single value as it is; CLI11's own conversion would give some a meaning.
+/// Assigns the value of an option unchanged; CLI11's conversion would interpret some.
 template <typename TText>
 auto AssignTo(TText& text) {
     return [&text](const TResults& results) {
@@ -52,14 +52,14 @@ CArguments::CArguments(const std::string& program, const std::string& summary,
 CArguments::~CArguments() = default;
 
 void CArguments::AddCommon(SCommon& common) {
-    m_app->add_option("--root", AssignTo(common.root), "Where etc/ and data/ are (default /)")
+    m_app->add_option("--root", AssignTo(common.root), "Prefix of etc/ and data/ (default /)")
         ->type_name("PREFIX");
     m_app
         ->add_option("--subdir", AssignTo(common.subDirectory),
-                     "Directory of the files in both (default config)")
+                     "Directory in etc/ and data/ (default config)")
         ->type_name("DIR");
     AddFlag("--json", common.asJson, "Print JSON, for programs");
-    AddSeconds("--wait", common.wait, "Wait so long for a lock (default: without limit)");
+    AddSeconds("--wait", common.wait, "Wait at most so long for a lock (default: no limit)");
 }
 
 void CArguments::AddVersion(const std::string& version) {
@@ -75,7 +75,7 @@ void CArguments::AddWord(const char* label, std::string& word, const char* help)
 }
 
 void CArguments::AddWords(const char* label, TWords& words, bool isRequired, const char* help) {
-    // As the least number too: beyond the least, CLI11 takes [a,b] apart.
+    // The minimum is the maximum: CLI11 splits [a,b] for arguments beyond the minimum.
     const int many = CLI::detail::expected_max_vector_size;
     m_app->add_option(label, AssignAllTo(words), help)
         ->expected(many, many)
@@ -113,13 +113,13 @@ void CArguments::AddCount(const char* option, unsigned int& count, const char* h
 }
 
 bool CArguments::Parse(TWords words) {
-    std::reverse(words.begin(), words.end());  // as CLI11 wants them
+    std::reverse(words.begin(), words.end());  // as CLI11 expects them
     try {
         m_app->parse(std::move(words));
         return true;
     } catch (const CLI::ExtrasError&) {
-        // The error's own text has them in reverse.
-        FailUsage("not expected: " + CLI::detail::join(m_app->remaining(true), " "));
+        // The error's text has them in reverse order.
+        FailUsage("unexpected: " + CLI::detail::join(m_app->remaining(true), " "));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() != 0) FailUsage(error.what());
         (void)m_app->exit(error);  // prints the help or the version

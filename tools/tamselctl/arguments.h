@@ -21,18 +21,18 @@ namespace TamselCtl {
 using TWords = std::vector<std::string>;
 using TOptional = std::optional<std::string>;
 
-constexpr double WithoutEnd = std::numeric_limits<double>::infinity();
+constexpr double NoTimeLimit = std::numeric_limits<double>::infinity();
 
-/// What every command takes.
+/// The options that all commands have.
 struct SCommon {
     std::string root = Tamsel::DefaultRootPath;
     std::string subDirectory = Tamsel::DefaultSubDirectory;
     bool asJson = false;
-    double wait = WithoutEnd;  ///< seconds to wait for a lock
+    double wait = NoTimeLimit;  ///< seconds to wait for a lock
 };
 
-/// The command line of one command. A command adds what it takes, with the variables that get the
-/// values; these must live until `Parse` has returned.
+/// The command line of one command. Each argument is added with the variable that `Parse` assigns,
+/// which must live until then.
 class CArguments {
 public:
     CArguments(const std::string& program, const std::string& summary, const std::string& footer);
@@ -43,7 +43,7 @@ public:
     void AddCommon(SCommon& common);
     void AddVersion(const std::string& version);
 
-    /// Arguments without a dash, in this order. `AddWords` takes all that are left.
+    /// Positional arguments, in this order. `AddWords` takes all remaining ones.
     void AddName(std::string& name);
     void AddWord(const char* label, std::string& word, const char* help);
     void AddWords(const char* label, TWords& words, bool isRequired, const char* help);
@@ -54,18 +54,18 @@ public:
     void AddSeconds(const char* option, double& seconds, const char* help);
     void AddCount(const char* option, unsigned int& count, const char* help);
 
-    /// Assigns the variables. Returns false when the help or the version was asked for and printed.
-    /// \throws CFailure the command line is wrong
+    /// Assigns the variables and returns true. Returns false if it printed the help or the version.
+    /// \throws CFailure the command line is invalid
     bool Parse(TWords words);
 
 private:
     const std::unique_ptr<CLI::App> m_app;
 };
 
-/// What a command does once its arguments are parsed.
+/// Runs a command whose arguments are parsed.
 using TRun = std::function<EExit()>;
 
-/// Adds what a command takes to `arguments`. `common` outlives the result.
+/// Adds the arguments of a command, and returns what runs it. `common` outlives the result.
 using TPrepare = TRun(CArguments& arguments, const SCommon& common);
 
 [[noreturn]] void FailUsage(const std::string& problem);

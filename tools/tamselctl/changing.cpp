@@ -30,7 +30,7 @@ using TMap = Tamsel::TConfigMap;
 using TLimit = std::chrono::milliseconds;
 using Tamsel::Extras::CFileLock;
 
-/// Returns the overlay's next text for its present one. Called twice, so without other effects.
+/// Returns the new text of the overlay for its current one. Called twice: has no side effects.
 using TChange = std::function<std::string(const std::string& text)>;
 
 std::string PrintMap(const TMap& map) {
@@ -47,8 +47,8 @@ void RequireWritable(const std::string& path) {
     throw CFailure(EExit::AccessDenied, path, std::generic_category().message(errno));
 }
 
-/// Where there can be no journal. Nobody who takes a lock comes in between, but a kill inside the
-/// write leaves parts of both texts.
+/// Changes an overlay whose journal cannot be created. Excludes everyone who takes the lock, but a
+/// kill during the write can leave parts of both texts.
 void ChangeInPlace(const std::string& path, TLimit limit, const TChange& change) {
     const CFileLock file(path, CFileLock::EMode::Exclusive, limit);
     const std::string text = file.Read();
@@ -72,8 +72,8 @@ void ChangeLocked(const std::string& path, TLimit limit, const TChange& change) 
     stream->Update(change);
 }
 
-/// Changes the overlay. It is decided by reading first: what is refused, or changes nothing,
-/// creates nothing either.
+/// Changes the overlay. Reads it first, so that a change that is rejected or has no effect creates
+/// no file.
 void ChangeOverlay(const SCommon& common, const std::string& path, const TChange& change) {
     const std::string text = ReadText(common, path);
     if (change(text) == text) return;
@@ -81,7 +81,7 @@ void ChangeOverlay(const SCommon& common, const std::string& path, const TChange
     WaitForLock(common, path, [&](TLimit limit) { ChangeLocked(path, limit, change); });
 }
 
-/// The command that changes keys of an overlay that parses.
+/// A command that changes keys of an overlay that parses.
 class CKeyChange {
 public:
     std::string name;
@@ -91,7 +91,7 @@ public:
         arguments.AddFlag("--force", isForced, help);
     }
 
-    /// Replaces the overlay by what `change` makes of it.
+    /// Applies `change` to the overlay.
     void Run(const SCommon& common, const std::function<void(TMap&)>& change) const {
         const std::string path = FilesOf(common, name).overlay;
         ChangeOverlay(common, path, [&](const std::string& text) {
@@ -116,7 +116,7 @@ private:
     }
 };
 
-/// Returns `given` as it replaces `stored`. \throws CFailure it is of another type
+/// Returns `given` in the type of `stored`. \throws CFailure it has another type
 Json::Value ConvertedToTypeOf(const Json::Value& stored, const std::string& key,
                               const Json::Value& given) {
     if (!Fits(stored, given)) {
@@ -127,14 +127,14 @@ Json::Value ConvertedToTypeOf(const Json::Value& stored, const std::string& key,
     return stored.type() == Json::realValue ? Json::Value(given.asDouble()) : given;
 }
 
-/// Changes of keys, or of what their values have at one place.
+/// New values of keys, or of the part of their values that `pointer` names.
 struct SMerge {
     TMap defaults;
     std::vector<std::pair<std::string, Json::Value>> given;
     std::string pointer;
     bool isForced;
 
-    /// Puts into the overlay what is given and not stored already.
+    /// Stores those in the overlay that differ from the present ones.
     void Into(TMap& overlay) const {
         for (const auto& [key, value] : given) Put(overlay, key, value);
     }
@@ -151,7 +151,7 @@ struct SMerge {
         Json::Value* const place = FindAt(changed, pointer, EMissing::IsAdded);
         if (place == nullptr) {
             throw CFailure(EExit::AbsentOrDifferent, ShownKey(key),
-                           "nothing that could take " + pointer);
+                           "nothing can be added at " + pointer);
         }
         *place = next;
         overlay[key] = changed;
@@ -239,7 +239,7 @@ void RequireConforming(const std::optional<SSchema>& schema, const SLayers& laye
     if (!schema) return;
     const auto problems = SchemaProblems(*schema, ToDocument(layers.Merged()));
     if (problems.empty()) return;
-    throw CFailure(EExit::WrongType, schema->file, "refuses " + problems.front());
+    throw CFailure(EExit::WrongType, schema->file, "violated at " + problems.front());
 }
 
 EExit Import(const SImport& options, const SCommon& common) {
@@ -247,7 +247,7 @@ EExit Import(const SImport& options, const SCommon& common) {
     if (!CanBeStored(given)) throw CFailure(EExit::DoesNotParse, options.file, NotStorable);
     const SFiles files = FilesOf(common, options.name);
     RequireFileOrCreation(options.isCreated, options.name, files);
-    // Beside a replacement, broken defaults are no obstacle.
+    // A replacement does not depend on the defaults, which may be broken.
     const bool needsDefaults = !options.isReplacing || options.schema;
     const auto schema = options.schema ? std::optional(ReadSchema(*options.schema)) : std::nullopt;
     const TMap defaults = needsDefaults ? ReadDefaults(common, files) : TMap();
@@ -266,7 +266,7 @@ EExit Import(const SImport& options, const SCommon& common) {
 
 EExit Recover(const SCommon& common, const std::string& name) {
     const std::string path = FilesOf(common, name).overlay;
-    // Without a lock, and without permission to read: what is empty was not interrupted.
+    // Without a lock or permission to read: if the journal is empty, no change was interrupted.
     std::error_code error;
     const auto file = std::filesystem::weakly_canonical(path, error);
     const auto size = std::filesystem::file_size(file.string() + ".journal", error);
@@ -295,20 +295,20 @@ TRun PrepareSet(CArguments& arguments, const SCommon& common) {
     const auto options = std::make_shared<SSet>();
     arguments.AddName(options->name);
     arguments.AddWords("KEY VALUE", options->words, true,
-                       "Keys, each with its new value as JSON; - reads standard input");
-    arguments.AddFlag("--string", options->asText, "The values are bare text");
+                       "Keys, each with its new value as JSON; - for standard input");
+    arguments.AddFlag("--string", options->asText, "Values are text, not JSON");
     arguments.AddText("--at", "POINTER", options->pointer,
                       "Change a part of the value, by JSON Pointer");
     arguments.AddFlag("--create", options->isCreated, "Accept a name that has no file yet");
-    options->AddForce(arguments, "Accept another type, and altered neighbours");
+    options->AddForce(arguments, "Accept another type, and that other values are altered");
     return [options, &common] { return Set(*options, common); };
 }
 
 TRun PrepareRestore(CArguments& arguments, const SCommon& common) {
     const auto options = std::make_shared<SRestore>();
     arguments.AddName(options->name);
-    arguments.AddWords("KEY", options->keys, true, "Keys to take out of the overlay");
-    options->AddForce(arguments, "Accept altered neighbours");
+    arguments.AddWords("KEY", options->keys, true, "Keys to remove from the overlay");
+    options->AddForce(arguments, "Accept that other values are altered");
     return [options, &common] { return Restore(*options, common); };
 }
 
@@ -322,20 +322,20 @@ TRun PrepareErase(CArguments& arguments, const SCommon& common) {
 TRun PrepareImport(CArguments& arguments, const SCommon& common) {
     const auto options = std::make_shared<SImport>();
     arguments.AddName(options->name);
-    arguments.AddWord("FILE", options->file, "JSON object; - reads standard input");
+    arguments.AddWord("FILE", options->file, "JSON object; - for standard input");
     arguments.AddFlag("--replace", options->isReplacing, "Replace the whole overlay by FILE");
     arguments.AddFlag("--create", options->isCreated, "Accept a name that has no file yet");
-    options->AddForce(arguments, "Accept another type, and altered neighbours");
+    options->AddForce(arguments, "Accept another type, and that other values are altered");
     AddSchema(arguments, options->schema);
     return [options, &common] { return Import(*options, common); };
 }
 
 TRun PrepareRecover(CArguments& arguments, const SCommon& common) {
     const auto names = std::make_shared<TWords>();
-    arguments.AddWords("NAME", *names, false, "Configurations; all when none is given");
+    arguments.AddWords("NAME", *names, false, "Configurations; all if none is given");
     return [names, &common] {
         if (!names->empty()) return RecoverAll(common, *names);
-        // An overlay that is a symbolic link has its journal elsewhere, and one may be missing.
+        // Of either: the journal of a symbolic link is elsewhere, and an overlay may be missing.
         auto all = NamesIn(OverlayDirectory(common), ".json");
         all.merge(NamesIn(OverlayDirectory(common), ".json.journal"));
         return RecoverAll(common, TWords(all.begin(), all.end()));

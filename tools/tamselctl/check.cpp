@@ -17,12 +17,12 @@ namespace TamselCtl {
 
 namespace {
 
-/// One thing to say about a file. What is no fault has the exit code `Done`.
+/// A finding about a file. The exit code is `Done` if it is not a fault.
 struct SFinding {
     EExit exitCode;
     std::string file;
     std::string problem;
-    int line = 0;  // none, as the column then is
+    int line = 0;  // 0 if there is none
     int column = 0;
 };
 
@@ -33,8 +33,8 @@ bool Has(const TFindings& findings, EExit exitCode) {
                        [&](const SFinding& finding) { return finding.exitCode == exitCode; });
 }
 
-/// Splits the first complaint of the parser's text: "* Line 2, Column 3", then the problem.
-SFinding Complaint(EExit exitCode, const std::string& file, const std::string& errors) {
+/// Returns the first problem of the parser's text: "* Line 2, Column 3", then the problem.
+SFinding FromParser(EExit exitCode, const std::string& file, const std::string& errors) {
     SFinding finding{exitCode, file, errors};
     const auto matched =
         std::sscanf(errors.c_str(), "* Line %d, Column %d", &finding.line, &finding.column);
@@ -79,14 +79,14 @@ private:
     TFindings m_findings;
 };
 
-/// As the programs on the bare library read it: does not complete an interrupted change.
+/// As a program on the bare library reads it: does not complete an interrupted change.
 std::string CInspection::ReadRaw(const std::string& file) const {
     return WaitForLock(m_common, file, [&](std::chrono::milliseconds limit) {
         return CFileLock(file, CFileLock::EMode::Shared, limit).Read();
     });
 }
 
-/// What only the strict parser refuses is a fault too: programs read on, perhaps not what was
+/// What only the strict parser rejects is a fault too: programs read it, but perhaps not as it was
 /// meant.
 Tamsel::TConfigMap CInspection::CheckFile(const std::string& file, const std::string& meaning) {
     if (file.empty()) return {};
@@ -103,10 +103,10 @@ Tamsel::TConfigMap CInspection::CheckFile(const std::string& file, const std::st
         map = ParseDefaults(file, text);
     } catch (const CFailure&) {
         if (isStrict) errors = "The top level is neither an object nor null.";
-        m_findings.push_back(Complaint(EExit::DoesNotParse, file, errors));
+        m_findings.push_back(FromParser(EExit::DoesNotParse, file, errors));
         return {};
     }
-    if (!isStrict) m_findings.push_back(Complaint(EExit::AbsentOrDifferent, file, errors));
+    if (!isStrict) m_findings.push_back(FromParser(EExit::AbsentOrDifferent, file, errors));
     for (const auto& [key, value] : map) {
         if (IsKeptByRewrite(text, key, value)) continue;
         Add(EExit::AbsentOrDifferent, file, ShownKey(key) + ": " + AlteredByRewrite);
@@ -204,7 +204,7 @@ EExit Check(const SCheck& options, const SCommon& common) {
     };
     const TWords& files = options.files;
     if (!files.empty()) {
-        if (!options.names.empty()) FailUsage("NAME beside --files");
+        if (!options.names.empty()) FailUsage("NAME and --files exclude each other");
         inspect(
             [&](CInspection& it) { it.CheckFiles(files[0], files.size() > 1 ? files[1] : ""); });
     } else if (!options.names.empty()) {
@@ -226,9 +226,9 @@ EExit Check(const SCheck& options, const SCommon& common) {
 
 TRun PrepareCheck(CArguments& arguments, const SCommon& common) {
     const auto options = std::make_shared<SCheck>();
-    arguments.AddWords("NAME", options->names, false, "Configurations; all when none is given");
+    arguments.AddWords("NAME", options->names, false, "Configurations; all if none is given");
     arguments.AddFiles("--files", "DEFAULTS [OVERLAY]", options->files,
-                       "Check files that are not in place");
+                       "Check files at these paths instead");
     AddSchema(arguments, options->schema);
     return [options, &common] { return Check(*options, common); };
 }

@@ -5,10 +5,10 @@
 
 namespace TamselCtl {
 
-// reading.cpp: look once; create nothing, and change nothing but to complete an interrupted change.
+// reading.cpp: read once; create no file, and change none except to complete an interrupted change.
 TPrepare PrepareGet, PrepareList, PrepareKeys, PrepareDiff, PrepareExport;
 
-// changing.cpp: change the overlay, each by one write.
+// changing.cpp: change the overlay, by one write each.
 TPrepare PrepareSet, PrepareRestore, PrepareErase, PrepareImport, PrepareRecover;
 
 // check.cpp, watch.cpp

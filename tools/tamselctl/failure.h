@@ -19,8 +19,7 @@ enum class EExit {
     NotLocked = 7,
 };
 
-/// Ends a command that cannot be done. `what()` is the whole message: the file or key first, then
-/// the problem.
+/// Ends a command that fails. `what()` is the whole message: the file or key, then the problem.
 class CFailure : public std::runtime_error {
 public:
     CFailure(EExit exitCode, const std::string& message)
@@ -37,7 +36,7 @@ private:
 /// Prints a message to standard error.
 void Report(const std::string& message);
 
-/// Does `work` and returns its exit code; reports what it throws, and returns the code for that.
+/// Returns the exit code of `work`. Reports an exception and returns the exit code for it.
 EExit RunReporting(const std::function<EExit()>& work);
 
 }  // namespace TamselCtl

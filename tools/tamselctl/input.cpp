@@ -22,11 +22,11 @@ namespace {
 }  // namespace
 
 const std::string NotStorable =
-    "JSON cannot hold this: a number that is not finite, text that is not UTF-8, or more than "
-    "1000 levels";
+    "cannot be stored: a number that is not finite, text that is not UTF-8, or more than 1000 "
+    "levels";
 
 std::string ReadInput(const std::string& file) {
-    // Opened once, and left open until the program ends: a pipe can be read only once.
+    // Remains open until the program ends, as standard input does.
     const int input = file == "-" ? STDIN_FILENO : open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (input < 0) FailToRead(file);
     std::string text;
@@ -47,7 +47,7 @@ Json::Value ReadDocument(const std::string& file) {
         throw CFailure(EExit::DoesNotParse, file, "does not parse\n" + errors);
     }
     if (document.isObject()) return document;
-    throw CFailure(EExit::DoesNotParse, file, "its top level is not an object");
+    throw CFailure(EExit::DoesNotParse, file, "the top level is not an object");
 }
 
 Json::Value ParseGiven(const std::string& subject, const std::string& text, bool isBareText) {
@@ -55,7 +55,7 @@ Json::Value ParseGiven(const std::string& subject, const std::string& text, bool
     std::string errors;
     if (!isBareText && !ParseStrictly(text, EComments::Refused, value, errors)) {
         throw CFailure(EExit::Usage, subject,
-                       "VALUE is not JSON; --string takes it as text\n" + errors);
+                       "VALUE is not JSON; use --string for text\n" + errors);
     }
     if (!CanBeStored({{"", value}})) throw CFailure(EExit::Usage, subject, NotStorable);
     return value;

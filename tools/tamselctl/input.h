@@ -11,11 +11,11 @@ namespace TamselCtl {
 /// \throws CFailure it cannot be read
 std::string ReadInput(const std::string& file);
 
-/// Reads a file that holds a JSON object. \throws CFailure it cannot be read, or does not
+/// Reads a file that contains a JSON object. \throws CFailure it cannot be read, or does not parse
 Json::Value ReadDocument(const std::string& file);
 
-/// Returns the value that an argument gives: JSON, or bare text.
-/// \throws CFailure it is not JSON, or cannot be stored; `subject` begins the message
+/// Parses the value of an argument: JSON, or bare text.
+/// \throws CFailure it is not JSON, or cannot be stored; the message begins with `subject`
 Json::Value ParseGiven(const std::string& subject, const std::string& text, bool isBareText);
 
 extern const std::string NotStorable;

@@ -25,7 +25,7 @@ std::string Print(const Json::Value& value, int digits) {
     return Json::writeString(builder, value);
 }
 
-/// jsoncpp counts from behind a byte order mark.
+/// Returns where jsoncpp's offsets begin: after a byte order mark.
 std::size_t BeginOf(const std::string& text) {
     return text.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
 }
@@ -34,7 +34,7 @@ std::size_t SkipDigits(const std::string& text, std::size_t at) {
     return std::min(text.find_first_not_of("0123456789", at), text.size());
 }
 
-/// Returns true if a token is a number of RFC 8259; jsoncpp also takes +5, 01 and 5. for one.
+/// Returns true if a token is a number of RFC 8259; jsoncpp also accepts +5, 01 and 5.
 bool IsNumber(const std::string& token) {
     const std::size_t begin = token[0] == '-' ? 1 : 0;
     std::size_t at = SkipDigits(token, begin);
@@ -57,7 +57,7 @@ bool IsIntegerBeyond64Bits(const std::string& token, const Json::Value& value) {
     return value.type() == Json::realValue && token.find_first_of(".eE") == std::string::npos;
 }
 
-/// Returns the first number within a value that was read from `text` and that `isBad`; or null.
+/// Returns the first number in a value, read from `text`, for which `isBad` returns true; or null.
 template <typename TIsBad>
 const Json::Value* FindNumber(const std::string& text, const Json::Value& value, TIsBad isBad) {
     if (value.isNumeric()) return isBad(TokenOf(text, value), value) ? &value : nullptr;
@@ -68,8 +68,8 @@ const Json::Value* FindNumber(const std::string& text, const Json::Value& value,
     return nullptr;
 }
 
-/// Writes a complaint as the parser does.
-std::string Complaint(const std::string& text, const Json::Value& number) {
+/// Returns a message about a number, in the parser's layout.
+std::string ParserMessage(const std::string& text, const Json::Value& number) {
     const std::size_t at = BeginOf(text) + static_cast<std::size_t>(number.getOffsetStart());
     const std::string before = text.substr(0, at);
     const auto line = std::count(before.begin(), before.end(), '\n') + 1;
@@ -99,12 +99,12 @@ bool ParseStrictly(const std::string& text, EComments comments, Json::Value& val
         return !IsNumber(token) || IsIntegerBeyond64Bits(token, number);
     };
     const Json::Value* const bad = FindNumber(text, value, isBad);
-    if (bad != nullptr) errors = Complaint(text, *bad);
+    if (bad != nullptr) errors = ParserMessage(text, *bad);
     return bad == nullptr;
 }
 
 std::string ToLine(const Json::Value& value) {
-    // 15 digits keep 0.1 readable, but only 17 tell every double from its neighbours.
+    // 15 digits keep 0.1 readable, but only 17 distinguish every double from its neighbours.
     std::string text = Print(value, 15);
     if (value.type() != Json::realValue && !value.isArray() && !value.isObject()) return text;
     Json::Value readBack;
@@ -161,21 +161,21 @@ bool Fits(const Json::Value& stored, const Json::Value& given) {
 
 namespace {
 
-/// Takes the first part off a pointer and returns it, unescaped.
+/// Removes the first token of a pointer and returns it, unescaped.
 std::string TakeToken(std::string& pointer) {
     const std::size_t end = std::min(pointer.find('/', 1), pointer.size());
     std::string token = pointer.substr(1, end - 1);
     pointer.erase(0, end);
     for (std::size_t at = token.find('~'); at != std::string::npos; at = token.find('~', at + 1)) {
         if (token[at + 1] != '0' && token[at + 1] != '1') {
-            throw CFailure(EExit::Usage, token, "~ is to be followed by 0 or 1");
+            throw CFailure(EExit::Usage, token, "~ must be followed by 0 or 1");
         }
         token.replace(at, 2, token[at + 1] == '0' ? "~" : "/");
     }
     return token;
 }
 
-/// Returns the element that a token names, `array.size()` for "-", which is behind the last one.
+/// Returns the index of the element that a token names; for "-", that after the last one.
 Json::ArrayIndex IndexOf(const Json::Value& array, const std::string& token) {
     if (token == "-") return array.size();
     const bool isIndex =

@@ -92,7 +92,7 @@ Tamsel::TConfigMap ParseDefaults(const std::string& path, const std::string& tex
         const std::string message = error.what();  // the parser's own text follows the first line
         throw fail("does not parse" + message.substr(message.find('\n')));
     } catch (const Json::LogicError&) {
-        throw fail("its top level is not an object");
+        throw fail("the top level is not an object");
     } catch (const Json::RuntimeError&) {
         throw fail("values are nested deeper than 1000 levels");
     }
@@ -102,9 +102,10 @@ Tamsel::TConfigMap ParseOverlay(const std::string& path, const std::string& text
     return ParseDefaults(path, text);
 } catch (const CFailure& failure) {
     const std::string message = failure.what();
-    throw CFailure(EExit::DoesNotParse,
-                   message.substr(0, message.find_last_not_of('\n') + 1) +
-                       "\nerase --force drops all changes; import --replace puts saved ones back");
+    throw CFailure(
+        EExit::DoesNotParse,
+        message.substr(0, message.find_last_not_of('\n') + 1) +
+            "\nerase --force discards all changes; import --replace restores saved ones");
 }
 
 SLayers ReadLayers(const SCommon& common, const SFiles& files) {

@@ -12,26 +12,26 @@
 
 namespace TamselCtl {
 
-/// Where the two files of a configuration are.
+/// The paths of the two files of a configuration.
 struct SFiles {
     std::string defaults;
     std::string overlay;
 };
 
-/// What the two files hold, by the library's own reading.
+/// The content of the two files, as the library reads it.
 struct SLayers {
     Tamsel::TConfigMap defaults;
     Tamsel::TConfigMap overlay;
 
-    /// Returns every key with the value that a program gets for it.
+    /// Returns every key with the value that `Get` returns for it.
     Tamsel::TConfigMap Merged() const;
 };
 
 /// Returns the paths of a configuration. \throws CFailure the name is empty
 SFiles FilesOf(const SCommon& common, const std::string& name);
 
-/// Returns the names of the files that end in `extension`, without it, in a directory; none when it
-/// is missing. \throws CFailure it cannot be read
+/// Returns the names, without `extension`, of the files in a directory that end in it; none if the
+/// directory is missing. \throws CFailure it cannot be read
 std::set<std::string> NamesIn(const std::string& directory, const std::string& extension);
 
 /// Returns the names of all configurations.
@@ -40,26 +40,26 @@ std::set<std::string> AllNames(const SCommon& common);
 /// Returns the directory of the overlays.
 std::string OverlayDirectory(const SCommon& common);
 
-/// Returns true if there is a file or directory. \throws CFailure that cannot be told
+/// Returns true if a file or directory exists. \throws CFailure that cannot be determined
 bool IsThere(const std::string& path);
 
-/// Throws `CFailure` unless the configuration has a file, so that a mistyped name is reported.
+/// Throws `CFailure` unless the configuration has a file, which reports a mistyped name.
 void RequireFile(const std::string& name, const SFiles& files, const std::string& hint = "");
 
-/// Reads the whole text of a file; "" when it is missing. Creates nothing.
-/// \throws CFailure it cannot be read, or not be locked in time
+/// Reads the whole text of a file; "" if it is missing. Creates nothing.
+/// \throws CFailure it cannot be read, or the lock was not acquired in time
 std::string ReadText(const SCommon& common, const std::string& path);
 
-/// Returns what a file holds whose text is `text`. \throws CFailure it does not parse
+/// Parses the text of a file. \throws CFailure it does not parse
 Tamsel::TConfigMap ParseDefaults(const std::string& path, const std::string& text);
 
-/// The same, and what it throws also says what mends an overlay.
+/// The same for an overlay: the message also tells how to repair it.
 Tamsel::TConfigMap ParseOverlay(const std::string& path, const std::string& text);
 
 /// Reads both files, each once.
 SLayers ReadLayers(const SCommon& common, const SFiles& files);
 
-/// Returns the value of a key; null when the map does not hold it.
+/// Returns the value of a key; null if the map does not contain it.
 const Json::Value* Find(const Tamsel::TConfigMap& map, const std::string& key);
 
 }  // namespace TamselCtl

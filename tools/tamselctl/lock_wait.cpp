@@ -20,11 +20,11 @@ constexpr int StopSignals[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr double LongestSlice = 0.1;
 constexpr double SilentTime = 1;
 
-volatile sig_atomic_t g_isStopAsked = 0;
+volatile sig_atomic_t g_isStopRequested = 0;
 
-void NoteStop(int /*signal*/) { g_isStopAsked = 1; }
+void RequestStop(int /*signal*/) { g_isStopRequested = 1; }
 
-/// Returns true if a line of /proc/locks is about a lock on `file`, and whose.
+/// Returns true if a line of /proc/locks is about a lock on `file`; stores its owner in `process`.
 bool IsLockOn(const std::string& line, const struct stat& file, int& process) {
     unsigned int major = 0;
     unsigned int minor = 0;
@@ -61,7 +61,7 @@ bool IsStorageFailure(const std::error_code& code) {
 
 CStopSignals::CStopSignals() {
     struct sigaction action {};
-    action.sa_handler = NoteStop;  // without SA_RESTART, so that a wait ends
+    action.sa_handler = RequestStop;  // without SA_RESTART, so that a wait ends
     for (std::size_t i = 0; i < std::size(StopSignals); ++i) {
         (void)sigaction(StopSignals[i], &action, &m_former[i]);
         if (m_former[i].sa_handler != SIG_IGN) continue;
@@ -75,21 +75,21 @@ CStopSignals::~CStopSignals() {
     }
 }
 
-bool CStopSignals::IsStopAsked() { return g_isStopAsked != 0; }
+bool CStopSignals::IsStopRequested() { return g_isStopRequested != 0; }
 
 void CStopSignals::WaitUntilReadable(int descriptor, std::chrono::duration<double> limit) {
     sigset_t stops;
     sigset_t former;
     sigemptyset(&stops);
     for (const int signal : StopSignals) sigaddset(&stops, signal);
-    // Blocked until the call waits: a signal that comes right before it must not be missed.
+    // Blocked until ppoll waits: a signal received immediately before it must not be missed.
     (void)sigprocmask(SIG_BLOCK, &stops, &former);
     pollfd event = {descriptor, POLLIN, 0};
     const double seconds = std::clamp(limit.count(), 0.0, 1e9);
     timespec time{};
     time.tv_sec = static_cast<time_t>(seconds);
     time.tv_nsec = static_cast<long>((seconds - static_cast<double>(time.tv_sec)) * 1e9);
-    if (!IsStopAsked()) (void)ppoll(&event, 1, &time, &former);
+    if (!IsStopRequested()) (void)ppoll(&event, 1, &time, &former);
     (void)sigprocmask(SIG_SETMASK, &former, nullptr);
 }
 
@@ -105,22 +105,22 @@ std::chrono::milliseconds CLockWait::Slice() const {
     return std::chrono::milliseconds(static_cast<int>(seconds * 1000));
 }
 
-void CLockWait::GoOn(const std::system_error& error) {
+void CLockWait::RequireRetry(const std::system_error& error) {
     if (error.code() != std::errc::timed_out) {
         const bool isStorage = IsStorageFailure(error.code());
         throw CFailure(isStorage ? EExit::WriteFailed : EExit::AccessDenied, m_path,
                        error.code().message());
     }
-    if (CStopSignals::IsStopAsked()) {
+    if (CStopSignals::IsStopRequested()) {
         throw CFailure(EExit::NotLocked, m_path,
                        "interrupted while " + HolderOf(m_path) + " has the lock");
     }
     if (Elapsed() >= m_limit) {
         throw CFailure(EExit::NotLocked, m_path, HolderOf(m_path) + " has the lock");
     }
-    if (m_isTold || Elapsed() < SilentTime || isatty(STDERR_FILENO) == 0) return;
+    if (m_isReported || Elapsed() < SilentTime || isatty(STDERR_FILENO) == 0) return;
     Report(m_path + ": waiting, " + HolderOf(m_path) + " has the lock");
-    m_isTold = true;
+    m_isReported = true;
 }
 
 }  // namespace TamselCtl

@@ -13,8 +13,9 @@ namespace TamselCtl {
 
 using TClock = std::chrono::steady_clock;
 
-/// While an object of this class lives, SIGINT, SIGTERM and SIGHUP are noted and do not kill: no
-/// change is interrupted by Ctrl-C. One that was ignored, as under nohup, stays ignored.
+/// During the lifetime of an object, SIGINT, SIGTERM and SIGHUP set a flag instead of ending the
+/// process, so that Ctrl-C does not interrupt a change. A signal that was ignored, as under nohup,
+/// stays ignored.
 class CStopSignals {
 public:
     CStopSignals();
@@ -22,28 +23,28 @@ public:
     CStopSignals(const CStopSignals&) = delete;
     CStopSignals& operator=(const CStopSignals&) = delete;
 
-    /// Returns true if one of these signals has come.
-    static bool IsStopAsked();
+    /// Returns true if one of these signals was received.
+    static bool IsStopRequested();
 
-    /// Sleeps until a descriptor is readable, a signal comes, or the time is over.
+    /// Blocks until a descriptor is readable, a signal is received, or the time is over.
     static void WaitUntilReadable(int descriptor, std::chrono::duration<double> limit);
 
 private:
     struct sigaction m_former[3];
 };
 
-/// The wait for a lock on the files of one path: in slices, so that it can be limited, interrupted,
-/// and explained.
+/// Waits for a lock on the files of one path, in slices: the wait can be limited and interrupted,
+/// and a message names the process that has the lock.
 class CLockWait {
 public:
     CLockWait(const SCommon& common, const std::string& path);
 
-    /// How long to wait before `GoOn` has to be asked.
+    /// How long to wait for the lock until the next call of `RequireRetry`.
     std::chrono::milliseconds Slice() const;
 
-    /// Returns when `error` means that the lock is to be tried again.
-    /// \throws CFailure it was another error, the time is over, or a signal came
-    void GoOn(const std::system_error& error);
+    /// Returns if the lock is to be tried again after `error`.
+    /// \throws CFailure it is another error, the time is over, or a signal was received
+    void RequireRetry(const std::system_error& error);
 
 private:
     double Elapsed() const;
@@ -52,12 +53,12 @@ private:
     const std::string m_path;
     const double m_limit;
     const TClock::time_point m_begin = TClock::now();
-    bool m_isTold = false;
+    bool m_isReported = false;
 };
 
-/// Does `work(limit)`, which locks files of `path` and throws as the extras do when the lock is not
-/// obtained within `limit`; again and again, for `common.wait` at most. Turns other failures of the
-/// system into `CFailure`.
+/// Repeats `work(limit)`, which locks files of `path` and throws as the extras do if the lock is
+/// not acquired within `limit`, for `common.wait` at most. Turns other failures of the system into
+/// `CFailure`.
 template <typename TWork>
 auto WaitForLock(const SCommon& common, const std::string& path, TWork work) {
     CLockWait wait(common, path);
@@ -65,7 +66,7 @@ auto WaitForLock(const SCommon& common, const std::string& path, TWork work) {
         try {
             return work(wait.Slice());
         } catch (const std::system_error& error) {
-            wait.GoOn(error);
+            wait.RequireRetry(error);
         }
     }
 }

@@ -27,20 +27,20 @@ constexpr SCommand Commands[] = {
     {"erase", "Undo all changes", PrepareErase},
     {"list", "Print every key with value, type and source", PrepareList},
     {"keys", "Print every key", PrepareKeys},
-    {"diff", "Print what the overlay changes", PrepareDiff},
-    {"watch", "Print each change of a key as it happens", PrepareWatch},
+    {"diff", "Print the keys that the overlay changes", PrepareDiff},
+    {"watch", "Print each change of a key", PrepareWatch},
     {"check", "Look for faults in the files", PrepareCheck},
-    {"recover", "Complete changes that were interrupted", PrepareRecover},
+    {"recover", "Complete interrupted changes", PrepareRecover},
     {"export", "Print the whole configuration as a document", PrepareExport},
-    {"import", "Change many keys by one write", PrepareImport},
+    {"import", "Change many keys in one write", PrepareImport},
 };
 
 const char* const ExitCodes =
     "Exit code: 0 done, 1 key absent or difference found, 2 usage, 3 wrong type,\n"
-    "4 a file does not parse, 5 access denied, 6 write failed, 7 lock not obtained.\n"
-    "More in tamselctl(1).";
+    "4 a file does not parse, 5 access denied, 6 write failed, 7 lock not acquired.\n"
+    "See tamselctl(1).";
 
-/// Returns the place of the command's name: behind options only, with their values.
+/// Returns the position of the command's name: the first word after options and their values.
 TWords::iterator FindCommand(TWords& words) {
     const auto takesValue = [](const std::string& word) {
         return word == "--root" || word == "--subdir" || word == "--wait";
@@ -52,7 +52,7 @@ TWords::iterator FindCommand(TWords& words) {
     return word;
 }
 
-/// Builds the command line of one command only, for that is what takes time at the start.
+/// Builds the command line of this command only, because that dominates the start.
 EExit RunCommand(const SCommand& command, TWords words) {
     SCommon common;
     CArguments arguments(std::string("tamselctl ") + command.name, command.summary, ExitCodes);
@@ -69,7 +69,7 @@ EExit RunWithoutCommand(TWords words) {
         footer += std::string("  ") + name + std::string(9 - std::string(name).size(), ' ');
         footer += std::string(summary) + '\n';
     }
-    footer += "COMMAND --help tells what a command takes.\n\n";
+    footer += "See COMMAND --help for the arguments of a command.\n\n";
     CArguments arguments("tamselctl COMMAND", "Reads, changes and follows configurations.",
                          footer + ExitCodes);
     SCommon common;
@@ -89,13 +89,12 @@ EExit Run(TWords words) {
     return RunCommand(*command, std::move(words));
 }
 
-/// Makes sure that a closed standard stream fails when it is used, and that no file of ours is
-/// opened in its place and gets the output: standard input can then be written only, the others
-/// can be read only.
+/// Opens closed standard streams such that using them fails: standard input write-only, the others
+/// read-only. Otherwise, a file opened later would get their number, and the output.
 void OccupyStandardStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (fcntl(stream, F_GETFD) != -1) continue;
-        // Gets the lowest number that is free.
+        // Gets the lowest free number, which is this one.
         (void)open("/dev/null", (stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
     }
 }
@@ -104,11 +103,11 @@ void OccupyStandardStreams() {
 
 }  // namespace TamselCtl
 
-// NOLINTNEXTLINE(bugprone-exception-escape): only when out of memory, before anything is begun
+// NOLINTNEXTLINE(bugprone-exception-escape): only when out of memory, before anything is done
 int main(int argc, char** argv) {
     using namespace TamselCtl;
     OccupyStandardStreams();
-    (void)signal(SIGPIPE, SIG_IGN);  // so that a closed pipe is a failed write
+    (void)signal(SIGPIPE, SIG_IGN);  // so that writing to a closed pipe fails
     return static_cast<int>(RunReporting([&] {
         const EExit exitCode = Run(TWords(argv + 1, argv + std::max(argc, 1)));
         FlushOutput();

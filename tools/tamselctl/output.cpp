@@ -26,7 +26,7 @@ bool IsControl(char character) {
     return byte < 0x20 || byte == 0x7f;
 }
 
-/// Counts characters of UTF-8: all bytes but those that continue one.
+/// Returns the number of characters in UTF-8: of bytes that are not continuations.
 std::size_t Width(const std::string& text) {
     const auto begins = [](char byte) { return (static_cast<unsigned char>(byte) & 0xc0) != 0x80; };
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins));
@@ -43,7 +43,7 @@ std::vector<std::size_t> Widths(const std::vector<SRow>& rows) {
     return widths;
 }
 
-/// Joins the cells, each but the last filled up to its column's width.
+/// Joins the cells, each but the last padded to the width of its column.
 std::string Aligned(const SRow& row, const std::vector<std::size_t>& widths) {
     std::string line;
     for (std::size_t i = 0; i < row.cells.size(); ++i) {
@@ -63,7 +63,7 @@ std::string ShownKey(const std::string& key) {
 
 std::string ShownValue(const Json::Value* value) {
     if (value == nullptr) return "(none)";
-    std::string text = ToLine(*value);  // ASCII, so it can be cut anywhere
+    std::string text = ToLine(*value);  // ASCII, so it can be truncated anywhere
     if (text.size() > LongestValue) text.replace(LongestValue - 3, std::string::npos, "...");
     return text;
 }

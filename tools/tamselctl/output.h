@@ -8,17 +8,17 @@
 
 namespace TamselCtl {
 
-/// One line of a table for people. A marked one stands out where colour is wanted.
+/// One line of a table. A marked one is bold on a terminal.
 struct SRow {
     std::vector<std::string> cells;
     bool isMarked = false;
 };
 
-/// Gives a key as a line can show it: as it is, or as a JSON string when it is empty, holds control
-/// characters, or begins like one.
+/// Returns a key for output in a line: unchanged, or as a JSON string if it is empty, contains
+/// control characters, or begins with a quote.
 std::string ShownKey(const std::string& key);
 
-/// Gives a value as a table can show it: on one line, cut when long; "(none)" for no value.
+/// Returns a value for output in a table: on one line, truncated; "(none)" for no value.
 std::string ShownValue(const Json::Value* value);
 
 /// Prints rows in aligned columns.
@@ -27,10 +27,10 @@ void PrintTable(const std::vector<SRow>& rows);
 /// Prints a value on a line of its own.
 void PrintJson(const Json::Value& value);
 
-/// Prints text and the end of the line.
+/// Prints text and a newline.
 void PrintLine(const std::string& text);
 
-/// Sends off what was printed. \throws CFailure not all of it could be written
+/// Flushes standard output. \throws CFailure not everything printed could be written
 void FlushOutput();
 
 }  // namespace TamselCtl

@@ -35,7 +35,7 @@ Json::Value Entry(const std::string& key, const Json::Value& value, const char* 
     return entry;
 }
 
-/// Describes a key that either layer has, for programs.
+/// Returns a key of either layer as a JSON object.
 Json::Value Describe(const SLayers& layers, const std::string& key) {
     const Json::Value* const byDefault = Find(layers.defaults, key);
     const Json::Value* const byOverlay = Find(layers.overlay, key);
@@ -53,8 +53,8 @@ struct SGet {
     bool asText = false;
 };
 
-/// Returns the wanted keys alone, each with what its value has at the wanted place. Where the
-/// overlay has the key and not the place, neither has the default.
+/// Returns only the wanted keys, each with the wanted part of its value. If the overlay has the key
+/// without that part, the default is not used either.
 SLayers Selected(SLayers layers, const SGet& options) {
     SLayers selected;
     const auto select = [&](Tamsel::TConfigMap& from, Tamsel::TConfigMap& to,
@@ -81,7 +81,7 @@ std::string ToText(const std::string& key, const Json::Value& value) {
 
 EExit Get(const SGet& options, const SCommon& common) {
     Json::Value fallback;
-    (void)FindAt(fallback, options.pointer.value_or(""), EMissing::IsNull);  // refuses a wrong one
+    (void)FindAt(fallback, options.pointer.value_or(""), EMissing::IsNull);  // throws if invalid
     if (options.fallback) fallback = ParseGiven("--default", *options.fallback, options.asText);
     const SLayers layers =
         Selected(options.fallback ? ReadLayers(common, FilesOf(common, options.name))
@@ -160,7 +160,7 @@ EExit Diff(const SLayers& layers, const SCommon& common) {
     return rows.empty() ? EExit::Done : EExit::AbsentOrDifferent;
 }
 
-/// Adds NAME and no more.
+/// Prepares a command whose only argument is NAME.
 TRun PrepareForName(CArguments& arguments, const SCommon& common,
                     EExit (*run)(const SLayers&, const SCommon&)) {
     const auto name = std::make_shared<std::string>();
@@ -173,19 +173,20 @@ TRun PrepareForName(CArguments& arguments, const SCommon& common,
 TRun PrepareGet(CArguments& arguments, const SCommon& common) {
     const auto options = std::make_shared<SGet>();
     arguments.AddName(options->name);
-    arguments.AddWords("KEY", options->keys, true, "Keys; the value of each is printed on a line");
+    arguments.AddWords("KEY", options->keys, true, "Keys; prints one value per line");
     arguments.AddFlag("--string", options->asText, "Print text without quotes");
-    arguments.AddText("--default", "VALUE", options->fallback, "Print this for what is absent");
-    arguments.AddText("--at", "POINTER", options->pointer, "Look into the value, by JSON Pointer");
+    arguments.AddText("--default", "VALUE", options->fallback, "Print this for an absent key");
+    arguments.AddText("--at", "POINTER", options->pointer,
+                      "Print a part of the value, by JSON Pointer");
     return [options, &common] { return Get(*options, common); };
 }
 
 TRun PrepareList(CArguments& arguments, const SCommon& common) {
     const auto names = std::make_shared<TWords>();
-    arguments.AddWords("NAME", *names, false, "Configuration; all names are printed without it");
+    arguments.AddWords("NAME", *names, false, "Configuration; without it, prints all names");
     return [names, &common] {
         if (names->empty()) return ListNames(common);
-        if (names->size() > 1) FailUsage("not expected: " + names->at(1));
+        if (names->size() > 1) FailUsage("unexpected: " + names->at(1));
         return List(ReadExisting(common, names->front()), common);
     };
 }
@@ -202,11 +203,10 @@ TRun PrepareExport(CArguments& arguments, const SCommon& common) {
     const auto name = std::make_shared<std::string>();
     const auto onlyOverlay = std::make_shared<bool>(false);
     arguments.AddName(*name);
-    arguments.AddFlag("--overlay", *onlyOverlay, "Print the changes alone");
+    arguments.AddFlag("--overlay", *onlyOverlay, "Print only the changes");
     return [name, onlyOverlay, &common] {
         const SLayers layers = ReadExisting(common, *name);
         const Json::Value document = ToDocument(*onlyOverlay ? layers.overlay : layers.Merged());
-        // In the layout of the files.
         common.asJson ? PrintJson(document) : (void)(std::cout << document << '\n');
         return EExit::Done;
     };

@@ -17,7 +17,7 @@ namespace {
 
 using TAdapter = valijson::adapters::JsonCppAdapter;
 
-/// Writes a path as a JSON Pointer; valijson calls the top "<root>", and brackets each part.
+/// Returns a path as a JSON Pointer; valijson calls the top "<root>", and brackets each part.
 std::string PathOf(const std::vector<std::string>& context) {
     std::string path;
     for (std::size_t i = 1; i < context.size(); ++i) {
@@ -31,7 +31,7 @@ void Populate(const SSchema& from, valijson::Schema& schema) {
         valijson::SchemaParser().populateSchema(TAdapter(from.document), schema);
     } catch (const std::exception& error) {
         throw CFailure(EExit::DoesNotParse, from.file,
-                       std::string("is no JSON Schema: ") + error.what());
+                       std::string("is not a JSON Schema: ") + error.what());
     }
 }
 
@@ -51,7 +51,7 @@ std::vector<std::string> SchemaProblems(const SSchema& schema, const Json::Value
     try {
         (void)valijson::Validator().validate(populated, TAdapter(document), &results);
     } catch (const std::exception& error) {
-        // A pattern that is none; jsoncpp, for a multiple of an integer beyond 32 bits.
+        // An invalid pattern; or from jsoncpp, for "multipleOf" with an integer beyond 32 bits.
         problems.push_back("(top level): cannot be checked: " + std::string(error.what()));
     }
     for (const auto& error : results) {

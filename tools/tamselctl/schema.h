@@ -10,7 +10,7 @@
 
 namespace TamselCtl {
 
-/// Adds the option --schema, if this program was built with it.
+/// Adds the option --schema, if this program was built with JSON Schema.
 void AddSchema(CArguments& arguments, TOptional& file);
 
 /// A JSON Schema, read once.
@@ -19,11 +19,11 @@ struct SSchema {
     Json::Value document;
 };
 
-/// Reads a schema. \throws CFailure the file cannot be read, or has no JSON object
+/// Reads a schema. \throws CFailure the file cannot be read, or is not a JSON object
 SSchema ReadSchema(const std::string& file);
 
-/// Returns where a document does not conform to a schema, each "PATH: PROBLEM".
-/// \throws CFailure it is no JSON Schema
+/// Returns the violations of a schema by a document, each "PATH: PROBLEM".
+/// \throws CFailure the schema is not a JSON Schema
 std::vector<std::string> SchemaProblems(const SSchema& schema, const Json::Value& document);
 
 }  // namespace TamselCtl

@@ -22,12 +22,12 @@ using TChanges = std::vector<CConfigWatcher::SChange>;
 struct SWatch {
     std::string name;
     TWords keys;
-    unsigned int count = 0;  // without end
-    double timeout = WithoutEnd;
+    unsigned int count = 0;  // no limit
+    double timeout = NoTimeLimit;
     bool isInitial = false;
 };
 
-/// Begins to follow a configuration while nobody can change it, so that the first values are whole.
+/// Begins to follow a configuration under its locks, so that the first values are complete.
 std::unique_ptr<CConfigWatcher> Follow(const SWatch& options, const SCommon& common) {
     const SFiles files = FilesOf(common, options.name);
     (void)ReadLayers(common, files);
@@ -67,8 +67,7 @@ void PrintInitial(const SWatch& options, const Tamsel::TConfigMap& values, bool 
     FlushOutput();
 }
 
-/// Prints the wanted changes until `seen` of them are as many as asked for. Returns true if they
-/// are.
+/// Prints the wanted changes and counts them in `seen`. Returns true when the limit is reached.
 bool PrintChanges(const SWatch& options, const TChanges& changes, bool asJson, unsigned int& seen) {
     for (const auto& change : changes) {
         if (!IsWanted(options, change.key)) continue;
@@ -91,7 +90,7 @@ EExit Watch(const SWatch& options, SCommon common) {
     if (options.isInitial) PrintInitial(options, watcher->Values(), common.asJson);
     unsigned int seen = 0;
     std::string problem;
-    while (!CStopSignals::IsStopAsked()) {
+    while (!CStopSignals::IsStopRequested()) {
         if (PrintChanges(options, watcher->Changes(), common.asJson, seen)) break;
         if (problem != watcher->Problem()) {
             problem = watcher->Problem();

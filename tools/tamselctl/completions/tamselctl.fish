@@ -13,7 +13,7 @@ function __tamselctl_option
     end
 end
 
-# Prints the words behind the options: the command, the configuration, and what follows.
+# Prints the words without options: the command, the configuration, and so on.
 function __tamselctl_words
     set -l words (commandline -opc)[2..-1]
     while set -q words[1]
@@ -28,7 +28,7 @@ function __tamselctl_words
     end
 end
 
-# Returns true if $argv[1] words stand before the cursor and the first is one of the others.
+# Returns true if there are $argv[1] words before the cursor and the first is one of the others.
 function __tamselctl_at
     set -l words (__tamselctl_words)
     test (count $words) -eq $argv[1]; and contains -- "$words[1]" $argv[2..-1]
@@ -60,10 +60,10 @@ end
 set -l all get set restore erase list keys diff watch check recover export import
 
 complete -c tamselctl -f
-complete -c tamselctl -l root -xa '(__fish_complete_directories)' -d 'Where etc/ and data/ are'
-complete -c tamselctl -l subdir -x -d 'Directory of the files in both'
+complete -c tamselctl -l root -xa '(__fish_complete_directories)' -d 'Prefix of etc/ and data/'
+complete -c tamselctl -l subdir -x -d 'Directory in etc/ and data/'
 complete -c tamselctl -l json -d 'Print JSON, for programs'
-complete -c tamselctl -l wait -x -d 'Wait so long for a lock'
+complete -c tamselctl -l wait -x -d 'Wait at most so long for a lock'
 complete -c tamselctl -s h -l help -d 'Print a short help'
 complete -c tamselctl -l version -d 'Print the version'
 
@@ -71,15 +71,15 @@ complete -c tamselctl -l version -d 'Print the version'
 function __tamselctl_add
     complete -c tamselctl -n "__tamselctl_takes $argv[1]" $argv[2..-1]
 end
-__tamselctl_add 'get set' -l string -d 'The value is bare text'
+__tamselctl_add 'get set' -l string -d 'Values are text, not JSON'
 __tamselctl_add 'get set' -l at -x -d 'A part of the value, by JSON Pointer'
-__tamselctl_add get -l default -x -d 'Print this for what is absent'
+__tamselctl_add get -l default -x -d 'Print this for an absent key'
 __tamselctl_add 'set import' -l create -d 'Accept a name that has no file yet'
-__tamselctl_add 'set restore erase import' -l force -d 'Accept another type, or a loss'
+__tamselctl_add 'set restore erase import' -l force -d 'Accept another type, or altered values'
 __tamselctl_add import -l replace -d 'Replace the whole overlay'
 __tamselctl_add 'check import' -l schema -rF -d 'Require that values conform to a JSON Schema'
-__tamselctl_add check -l files -rF -d 'Check files that are not in place'
-__tamselctl_add export -l overlay -d 'Print the changes alone'
+__tamselctl_add check -l files -rF -d 'Check files at these paths instead'
+__tamselctl_add export -l overlay -d 'Print only the changes'
 __tamselctl_add watch -l initial -d 'Print the present values first'
 __tamselctl_add watch -l count -x -d 'End after so many changes'
 __tamselctl_add watch -l timeout -x -d 'End after so long'
@@ -91,12 +91,12 @@ complete -c tamselctl -n $none -a restore -d 'Undo the change of a key'
 complete -c tamselctl -n $none -a erase -d 'Undo all changes'
 complete -c tamselctl -n $none -a list -d 'Print every key with value, type and source'
 complete -c tamselctl -n $none -a keys -d 'Print every key'
-complete -c tamselctl -n $none -a diff -d 'Print what the overlay changes'
-complete -c tamselctl -n $none -a watch -d 'Print each change of a key as it happens'
+complete -c tamselctl -n $none -a diff -d 'Print the keys that the overlay changes'
+complete -c tamselctl -n $none -a watch -d 'Print each change of a key'
 complete -c tamselctl -n $none -a check -d 'Look for faults in the files'
-complete -c tamselctl -n $none -a recover -d 'Complete changes that were interrupted'
+complete -c tamselctl -n $none -a recover -d 'Complete interrupted changes'
 complete -c tamselctl -n $none -a export -d 'Print the whole configuration'
-complete -c tamselctl -n $none -a import -d 'Change many keys by one write'
+complete -c tamselctl -n $none -a import -d 'Change many keys in one write'
 
 complete -c tamselctl -n "__tamselctl_at 1 $all" -a '(__tamselctl_names)'
 complete -c tamselctl -n '__tamselctl_takes check recover' -a '(__tamselctl_names)'
