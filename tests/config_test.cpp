@@ -42,14 +42,13 @@ protected:
     const std::shared_ptr<IFileStream> overlay = MakeStream("overlay");
     std::shared_ptr<IConfig> config;
     std::string told;                      // to the change callback
-    void (*callback)(IConfig&) = nullptr;  // what that calls
+    void (*callback)(IConfig&) = nullptr;  // called by the callback
 };
 
 const char* const Values = R"({"null":null,"object":{"x":1},"false":false,"string":"5","-1":-1,
     "3.0":3.0,"0.1":0.1,"3e9":3000000000,"2^32":4294967296,"2^63":9223372036854775808,"1e39":1e39})";
 
-/// What the Get of one type answers for each of the values that is of the type, and for a missing
-/// key; `Exists` must agree.
+/// What `Get` returns for each value of one type, and for a missing key; `Exists` must agree.
 template <typename T>
 std::string Answers(const IReadOnlyConfig& config, EDataType type, const std::string& name,
                     const T& defaultValue) {
@@ -102,7 +101,7 @@ const struct {
     int line;
     const char *defaults, *overlay;
     std::function<void(IConfig&)> change;
-    const char* after;  // what the overlay then holds; empty when it is not written
+    const char* after;  // the overlay file afterwards; empty if not written
 } Changes[] = {
     {__LINE__, "", "", [](IConfig& c) { c.Set("k", true); }, R"({"k":true})"},
     {__LINE__, "", "", [](IConfig& c) { c.Set("k", ~0ULL); }, R"({"k":18446744073709551615})"},
@@ -111,7 +110,7 @@ const struct {
     {__LINE__, "", "", [](IConfig& c) { c.Set("k", 0.5); }, R"({"k":0.5})"},
     {__LINE__, "", "", [](IConfig& c) { c.Set("k", std::string("x")); }, R"({"k":"x"})"},
     {__LINE__, "", "", [](IConfig& c) { c.Set("k", Json::Value()); }, R"({"k":null})"},
-    // Over an equal default or override nothing happens. Equality is jsoncpp's.
+    // An equal default or override is no change. Equality is jsoncpp's.
     {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5); }, ""},
     {__LINE__, R"({"k":5})", "", [](IConfig& c) { c.Set("k", 5U); }, R"({"k":5})"},
     {__LINE__, R"({"k":0.5})", "", [](IConfig& c) { c.Set("k", 0.5F); }, ""},
@@ -213,7 +212,7 @@ const char* const Unwritten =
     "Tamsel::CInvalidConfig: Failed to write config file 'data/config/n.json'";
 
 const struct {
-    int line, value;  // the latter: of "k" afterwards
+    int line, value;  // value: of "k" afterwards
     void (*call)(IConfig&);
     const char *failing, *calls, *text, *thrown;
 } Faults[] = {

@@ -13,10 +13,10 @@ using FileStream = InTestFolder;
 TEST_F(FileHelper, TellsWhatAnOrdinaryUserMayDo) {
     const struct {
         int line;
-        mode_t mode;  // of what is there before, or 0
+        mode_t mode;  // of the existing file; 0 if there is none
         const char* path;
         bool exists, isReadable, isReadWritable, isWritten;
-        unsigned int size;  // 77 when it cannot be measured
+        unsigned int size;  // 77 if it cannot be determined
     } rows[] = {
         {__LINE__, 0666, "file", true, true, true, true, 3},
         {__LINE__, 0444, "file", true, true, false, false, 3},
@@ -78,7 +78,7 @@ TEST_F(FileStream, SeesTheFileAsItIsAtEachCall) {
 TEST_F(FileStream, SeesWhatWritesToTheFileAndFollowsNoRename) {
     const struct {
         int line;
-        bool isSeen, isKept;  // the latter: whether the stream's own write is seen afterwards
+        bool isSeen, isKept;  // isKept: a write by the stream is seen afterwards
         const char* command;
     } rows[] = {
         {__LINE__, true, true, "echo x >> file"},

@@ -20,7 +20,7 @@ template <typename T>
 constexpr bool IsOffered<T, std::void_t<decltype(GetValueAsType<T>("", {}))>> = true;
 static_assert(IsOffered<int> && IsOffered<Json::Value> && !IsOffered<long> && !IsOffered<char>);
 
-/// What a configuration file holds after it was read and written, or what is thrown.
+/// Returns a configuration file after it was read and written, or what is thrown.
 std::string Rewritten(const std::string& text) {
     const auto stream = std::make_shared<Extras::CMemoryStream>(text);
     const std::string thrown = Thrown([&] { WriteConfig(stream, ReadConfig(stream)); });
@@ -49,7 +49,7 @@ TEST(ConfigFile, IsRewrittenSortedAndStyled) {
               "{\n\t\"a\" : 0.10000000000000001,\n\t\"a\\u0000b\" : 1000.0\n}");
     EXPECT_EQ(Rewritten("\357\273\277{\"a\":1,\"a\":+02}"), "{\n\t\"a\" : 2.0\n}");
     EXPECT_EQ(Rewritten("//lost\n{\n// kept\n\"a\":1,} //lost"), "{\n\t// kept\n\t\"a\" : 1\n}");
-    // Latin-1 takes its neighbours with it.
+    // Latin-1 also alters the characters next to it.
     EXPECT_EQ(Rewritten("{\"a\":\"caf\351 au lait\"}"), "{\n\t\"a\" : \"caf\\u9821u lait\"\n}");
 }
 

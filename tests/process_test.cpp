@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What other threads and processes, signals, mounts and many rounds add.
+// Threads, processes, signals, mounts and long runs.
 #include <malloc.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -45,7 +45,7 @@ TEST_F(Processes, ReadersBesideAWriterSeeOldOrNewAlsoInAStormOfSignals) {
     };
     std::thread readers[] = {std::thread(watch), std::thread(watch)};
     int value = 0;
-    // A signal ends the waiting for the file's lock, and the next change writes the value too.
+    // A signal interrupts the wait for the file's lock, and the next change writes the value too.
     while (++value <= 50) Thrown([&] { config->Set("k", value); });
     kill(storm, SIGKILL);
     Join(storm);

@@ -18,7 +18,7 @@ void Replace(const std::string& text) {
     std::filesystem::rename("data/config/new", Overlay);
 }
 
-/// Leaves nothing, a half and a mixture on its way, as programs do that take no lock.
+/// Leaves an empty, a truncated and a mixed text on the way, as programs without a lock do.
 void WriteSlowly(const std::string& text, bool isInPlace) {
     for (const std::size_t size : {std::size_t{0}, text.size() / 2}) {
         std::this_thread::sleep_for(30ms);
@@ -55,7 +55,7 @@ const struct {
 
 class CConfigWatcherTest : public InTestFolder {
 protected:
-    /// Takes what changed, if anything does in time.
+    /// Returns the next changes; none after a time limit.
     bool Wait(std::chrono::milliseconds limit) {
         pollfd descriptors[3];
         for (int i = 0; i < 3; ++i) descriptors[i] = {m_watchers[i].Descriptor(), POLLIN, 0};
@@ -149,7 +149,8 @@ TEST_F(CConfigWatcherTest, SeesNoStateThatNobodyWrote) {
         const auto set = [&](int i) {
             m_safe->Transact([&](auto& c) { c.Set("x", i), c.Set("y", i); });
         };
-        repeat([&](int i) { Thrown([&] { set(i); }); });  // when somebody writes at the same time
+        repeat(
+            [&](int i) { Thrown([&] { set(i); }); });  // if another process writes at the same time
     });
     while (waitpid(-1, nullptr, WNOHANG) >= 0 || Wait(400ms)) {
         for (const CConfigWatcher& watcher : m_watchers) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Power cuts and refused calls, at every place of a change.
+// Power cuts and failing calls, at every step of a change.
 #include <tamsel/extras/crash_safe_file_stream.h>
 
 #include <array>
@@ -15,7 +15,7 @@ using TStates = std::set<Json::Value>;
 
 struct SChange {
     int line;
-    const char* overlay;  // none: opening is part of the change
+    const char* overlay;  // null: opening is part of the change
     std::function<void(CSafeConfig&)> change;
     const char* after;
     std::function<void(CSafeConfig&)> meanwhile = {};  // between opening and the change
@@ -54,7 +54,7 @@ const SChange Changes[] = {
      [](auto& c) { Remake(c, false); }},
 };
 
-/// What storage may have of a file.
+/// What storage can contain of a file.
 struct SFile {
     std::optional<std::string> text;
     std::string synchronized;
@@ -78,8 +78,8 @@ void Apply(TDisk& disk, const SCall& call) {
     file.text->replace(call.at, call.data.size(), call.data);
 }
 
-/// Returns what may be left of a file: without its entry, or with bytes that were not synchronized
-/// absent, cut or zero.
+/// Returns what can remain of a file: no entry, or bytes that were not synchronised missing,
+/// truncated or zero.
 std::set<std::optional<std::string>> RemainsOf(const SFile& file) {
     std::set<std::optional<std::string>> remains{file.text};
     if (!file.isEntrySynchronized) remains.insert(std::nullopt);
@@ -113,8 +113,8 @@ protected:
         m_disk[0] = {TextOf(Overlay), "", false};
     }
 
-    /// Makes the change with the nth call refused, or all from that one, and then crashes
-    /// everywhere inside. Returns whether there was such a call.
+    /// Makes the change while the nth call fails, or all from that one on, then crashes at every
+    /// step. Returns true if there was such a call.
     bool Refuse(int nth, int error, bool isLasting, int crashes) {
         SetUp();
         const Json::Value before = State();
@@ -137,8 +137,8 @@ protected:
         return isRefused;
     }
 
-    /// Crashes before, between and after the calls, and starts again. After the last one, only
-    /// `done` will do.
+    /// Crashes before, between and after the calls, and restarts. After the last one, only `done`
+    /// is expected.
     void CrashEverywhere(TDisk disk, const std::vector<SCall>& calls, const TStates& whole,
                          const TStates& done, int crashes) {
         for (std::size_t i = 0; i <= calls.size() && !HasFailure(); ++i) {
@@ -172,7 +172,7 @@ protected:
         if (crashes > 0) CrashEverywhere(disk, std::exchange(m_calls, {}), whole, {now}, crashes);
     }
 
-    /// Records each call as far as it is let.
+    /// Records what each call is permitted to do.
     int Answer(const SCall& call) {
         const bool isOther =
             call.name == "inotify_init1" || (m_error == DoLess && call.name != "pwrite");
@@ -187,7 +187,7 @@ protected:
     const CHook m_hook{[this](const SCall& call) { return Answer(call); }};
     int m_nth = INT_MAX, m_error = 0;
     bool m_isLasting = false;
-    bool m_isOurs = false;  // what others had not synchronized before is theirs to lose
+    bool m_isOurs = false;  // what others did not synchronise can be lost
     std::vector<SCall> m_calls;
     std::shared_ptr<CSafeConfig> m_config;
     TDisk m_disk;

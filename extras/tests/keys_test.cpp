@@ -14,8 +14,8 @@ constexpr auto EnumNames(EMode) {
     return std::array{std::pair{EMode::Dhcp, "dhcp"}, std::pair{EMode::Fixed, "fixed"}};
 }
 
-/// Stores values one after the other: each is returned again, and storing it a second time, after
-/// it was read from the file, is no change. Then the file has a wrong one.
+/// Stores each value: `Get` returns it, and storing it again after a `Reload` has no effect. Then
+/// the file contains one of another type.
 template <typename T>
 void ExpectStored(const std::vector<T>& values, const char* wrong, const std::string& expected) {
     const CHook fast;

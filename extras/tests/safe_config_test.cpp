@@ -19,7 +19,7 @@ class SafeConfigTest : public InTestFolder {};
 
 void Increment(IConfig& config, const std::string& key) { config.Set(key, config.Get(key, 0) + 1); }
 
-/// A process that counts, until it is killed at a certain call of its life.
+/// A process that counts until it is killed at its nth call.
 bool Count(const std::string& name, int changes, int lifetime, bool isFast) {
     const CHook hook([&](const SCall& call) {
         return lifetime-- == 0 ? raise(SIGKILL) : isFast ? CHook::Fast(call) : 0;
@@ -32,7 +32,7 @@ bool Count(const std::string& name, int changes, int lifetime, bool isFast) {
     return true;
 }
 
-// With TAMSEL_TEST_KILLS=1000, a campaign that waits for the disk.
+// TAMSEL_TEST_KILLS=1000 runs a campaign that waits for the disk.
 TEST_F(SafeConfigTest, LosesNoChangeOfProcessesThatAreKilled) {
     const char* const wanted = std::getenv("TAMSEL_TEST_KILLS");
     int kills = wanted != nullptr ? std::atoi(wanted) : 60;
@@ -59,7 +59,7 @@ TEST_F(SafeConfigTest, LosesNoChangeOfProcessesThatAreKilled) {
     EXPECT_EQ(State()["sum"], sum);
 }
 
-/// Stores a 2 and is killed before it synchronizes for the nth time.
+/// Stores a 2 and is killed before its nth synchronisation.
 void Kill(int nth) {
     EXPECT_FALSE(Join(Spawn([&] {
         const CHook hook([&](const SCall& call) {
@@ -77,7 +77,7 @@ void SetBare(int value) {
     Tamsel::Create("unit", "")->Set("a", value);
 }
 
-/// Somebody who takes no lock writes while a change waits for the disk.
+/// Another process writes without a lock while a change waits for the disk.
 void PutDuring(CSafeConfig& config) {
     int left = InOverlay;
     const CHook hook([&](const SCall& call) {

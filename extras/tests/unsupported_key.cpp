@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Does not compile, for a reason that the message tells.
+// Does not compile; the message tells why.
 #include <tamsel/extras/keys.h>
 
 constexpr Tamsel::Extras::TKey<const char*> Text{"text"};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Any bytes as a configuration file: text to map to text to map. Aborts on what may not happen.
+// Any bytes as a configuration file: text to map to text to map. Aborts on what must not happen.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     JsonUtil::WriteConfig(stream, map);
     const TConfigMap readBack = JsonUtil::ReadConfig(stream);
-    // Bytes that are not UTF-8 come back as others, and two keys may become one.
+    // Bytes that are not UTF-8 are read back as others, and two keys can become one.
     const bool isLossless =
         std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
     if (isLossless && readBack != map) std::abort();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program's own definitions come before libc's for every library that it loads.
+// The program's definitions take precedence over those of libc, for all libraries.
 #include "support/fault_injection.h"
 
 #include <dlfcn.h>
@@ -21,7 +21,7 @@ bool IsDue(const char* call) {
     return g_injection.isActive && g_injection.failing == call && --g_injection.number == 0;
 }
 
-/// Records a call and tells whether it fails.
+/// Records a call. Returns true if it is to fail.
 bool Fails(const char* call) {
     if (!g_injection.isActive) return false;
     g_injection.calls += (g_injection.calls.empty() ? "" : " ") + std::string(call);
@@ -30,7 +30,7 @@ bool Fails(const char* call) {
     return isDue;
 }
 
-/// Makes the call as libc has it.
+/// Calls libc's function.
 template <typename TResult, typename... TArguments>
 TResult Real(const char* name, TArguments... arguments) {
     const auto call = reinterpret_cast<TResult (*)(TArguments...)>(dlsym(RTLD_NEXT, name));
@@ -72,7 +72,7 @@ int ftruncate64(int file, off64_t length) noexcept {
     return Fails("ftruncate") ? -1 : Real<int>("ftruncate64", file, length);
 }
 size_t fwrite(const void* data, size_t size, size_t count, FILE* file) {
-    // A failing write takes half, as a disk does that fills up meanwhile.
+    // A failing write accepts half, as a disk does that becomes full meanwhile.
     return Real<size_t>("fwrite", data, size, Fails("fwrite") ? count / 2 : count, file);
 }
 int fflush(FILE* file) { return Fails("fflush") ? EOF : Real<int>("fflush", file); }

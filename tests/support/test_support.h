@@ -16,7 +16,7 @@
 
 #include <tamsel/tamsel.h>
 
-/// Runs `work` and gives the class and the message of what it throws, or nothing.
+/// Returns the class and the message of what `work` throws; "" if it does not throw.
 inline std::string Thrown(const std::function<void()>& work) {
     try {
         work();
@@ -53,9 +53,9 @@ inline int CountDescriptors() {
     return count;
 }
 
-/// While it lives, the working directory is a private folder for the files of configurations, open
-/// to every user. At its end, no file there may be locked and no descriptor more be open than
-/// before; then the folder goes away.
+/// During a test, the working directory is a private folder for the files of configurations,
+/// accessible to every user. At its end, no file there must be locked and no descriptor leaked;
+/// then the folder is removed.
 class CTestFolder {
 public:
     CTestFolder() {
@@ -63,7 +63,7 @@ public:
             throw std::system_error(errno, std::generic_category(), "mkdtemp " + m_path);
         }
         std::filesystem::current_path(m_path);
-        umask(022);  // other users may read what is put here
+        umask(022);  // other users can read these files
         for (const char* const path : {".", "etc", "etc/config", "data", "data/config"}) {
             std::filesystem::create_directory(path);
             std::filesystem::permissions(path, std::filesystem::perms::all);
@@ -96,11 +96,11 @@ inline pid_t Spawn(const std::function<bool()>& work) {
     const pid_t child = fork();
     if (child != 0) return child;
     bool isTrue = false;
-    Thrown([&] { isTrue = work(); });  // or the child would go on with the next test
+    Thrown([&] { isTrue = work(); });  // or the child would run the next test
     _exit(isTrue ? 0 : 1);
 }
 
-/// Waits for a child's end and tells whether it exited with 0.
+/// Waits for a child. Returns true if it exited with 0.
 inline bool Join(pid_t child) {
     int status = -1;
     return waitpid(child, &status, 0) == child && status == 0;
@@ -108,14 +108,14 @@ inline bool Join(pid_t child) {
 
 constexpr uid_t Nobody = 65534;
 
-/// While it lives, root has other user ids, so that permissions bind. Anyone else keeps his own.
+/// During its lifetime, root has other user IDs, so that permissions apply. Others keep their own.
 class CAsUser {
     const bool m_isRoot = geteuid() == 0;
 
 public:
     const bool isBound;  ///< false for a root of a user namespace that has no other ids
 
-    // The saved id stays root's, which is the way back.
+    // The saved ID remains root's, to return to it.
     CAsUser(uid_t real, uid_t effective) : isBound(!m_isRoot || !setresuid(real, effective, 0)) {}
     ~CAsUser() {
         if (m_isRoot && isBound && setresuid(0, 0, 0) != 0) std::terminate();

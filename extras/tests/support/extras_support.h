@@ -13,11 +13,11 @@ struct SCall {
     std::string data;
 };
 
-/// An answer instead of an error: write the first half only; do not wait for the disk.
+/// Answers in place of an error: write the first half only; do not wait for the disk.
 constexpr int DoLess = -1;
 
-/// While it lives, `answer` is asked before each call for the error to fail it with; 0 lets it
-/// pass. Not for programs with threads. A child of `fork` asks too.
+/// During its lifetime, `answer` returns the error with which each call fails, or 0 to let it pass.
+/// Not for programs with threads. A child of `fork` inherits it.
 class CHook {
 public:
     using TAnswer = std::function<int(const SCall& call)>;
@@ -45,14 +45,14 @@ inline std::shared_ptr<Tamsel::Extras::CSafeConfig> Open() {
     return Tamsel::Extras::Open("unit", "");
 }
 
-/// Returns all that a configuration answers.
+/// Returns all keys of a configuration with their values.
 inline Json::Value Answers(const Tamsel::IReadOnlyConfig& config) {
     Json::Value answers(Json::objectValue);
     for (const auto& key : config.GetAllConfigKeys()) answers[key] = config.Get(key, Json::Value());
     return answers;
 }
 
-/// Returns what a program on the bare library finds in the overlay file, or why it finds nothing.
+/// Returns the overlay as a program on the bare library reads it, or what that throws.
 inline Json::Value State() try {
     return Answers(Tamsel::CStaticConfig(std::make_shared<Tamsel::CInputFileStream>(Overlay)));
 } catch (const std::exception& error) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program's own definitions come before libc's.
+// The program's definitions take precedence over those of libc.
 #include <dlfcn.h>
 #include <sys/inotify.h>
 
@@ -26,13 +26,13 @@ std::string PathOf(int file) {
     return {path, size < 0 ? 0 : static_cast<std::size_t>(size)};
 }
 
-/// Makes the call as libc has it.
+/// Calls libc's function.
 template <typename TResult, typename... TArguments>
 TResult Real(const char* name, TArguments... arguments) {
     return reinterpret_cast<TResult (*)(TArguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
 }
 
-/// The same, if the hook lets it; to do less is to do nothing.
+/// The same, unless the hook makes the call fail or skips it.
 template <typename TResult, typename... TArguments>
 TResult Pass(const char* name, int file, TArguments... arguments) {
     const int answer = CHook::Ask({name, PathOf(file), 0, ""});
