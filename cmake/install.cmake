@@ -1,9 +1,9 @@
-# What `cmake --install` gives: headers, library, CMake package, pkg-config file.
+# What `cmake --install` installs: headers, library, CMake package, pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(TAMSEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tamsel)
 
-# Makes a library, with the headers of the folder include/ beside it, a part of the package.
+# Adds a library and the headers in its folder include/ to the package.
 function(tamsel_install_library target)
   install(
     TARGETS ${target}
@@ -38,8 +38,8 @@ install(
   COMPONENT development
 )
 
-# Relative to the file's own place where that is known, so that the tree can be moved; an absolute
-# CMAKE_INSTALL_LIBDIR or CMAKE_INSTALL_INCLUDEDIR is kept as it is.
+# Relative to the pkg-config file, so that the tree can be moved; an absolute CMAKE_INSTALL_LIBDIR or
+# CMAKE_INSTALL_INCLUDEDIR is used unchanged.
 set(TAMSEL_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
   set(TAMSEL_PC_PREFIX ${CMAKE_INSTALL_PREFIX})

@@ -1,5 +1,5 @@
-# Lets OPTION decide whether a part of the project that needs PACKAGE is built. ON demands the package;
-# AUTO, the default at the top level, leaves the part out where the package is missing, and says so.
+# Defines OPTION, which determines if a part that needs PACKAGE is built. ON requires the package; AUTO,
+# the default at the top level, leaves the part out if the package is missing, and prints that.
 function(tamsel_part option part package debian_package)
   set(default OFF)
   if(TAMSEL_IS_TOP_LEVEL)

@@ -1,5 +1,5 @@
-# Gives the target JsonCpp::JsonCpp: from jsoncpp's CMake package, or else from pkg-config.
-# Used by the build and, installed beside it, by the package that other projects find.
+# Defines the target JsonCpp::JsonCpp: from jsoncpp's CMake package, or else from pkg-config.
+# Used by the build and by the installed CMake package.
 if(NOT TARGET JsonCpp::JsonCpp)
   find_package(jsoncpp CONFIG QUIET)
 endif()
