@@ -444,7 +444,7 @@ std::string Root(const std::string& folder) {
 int main(int argc, char** argv) {
     try {
         benchmark::Initialize(&argc, argv);
-        Require(argc == 3, "two folders are named");
+        Require(argc == 3, "two folders are given");
         diskFolder = Root(argv[1]);
         tmpfsFolder = Root(argv[2]);
         benchmark::AddCustomContext("compiler", "g++ " __VERSION__);

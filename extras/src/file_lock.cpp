@@ -14,17 +14,17 @@ namespace Tamsel::Extras {
 
 namespace {
 
-using TClock = std::chrono::steady_clock;
+using TTime = std::chrono::steady_clock::time_point;
 using TLimit = std::chrono::milliseconds;
 
 /// Polls, because flock has no time limit. The first pauses are short, as most changes are.
-bool LockBefore(TClock::time_point end, int descriptor, int operation) {
+bool LockBefore(TTime deadline, int descriptor, int operation) {
     for (TLimit pause(1);; pause = std::min(2 * pause, TLimit(50))) {
         if (Uninterrupted([&] { return flock(descriptor, operation | LOCK_NB); }) == 0) return true;
         if (errno != EWOULDBLOCK) return false;
-        const auto left = end - TClock::now();
-        if (left <= left.zero()) return errno = ETIMEDOUT, false;
-        std::this_thread::sleep_for(std::min<TClock::duration>(pause, left));
+        const TTime now = std::chrono::steady_clock::now();
+        if (now >= deadline) return errno = ETIMEDOUT, false;
+        std::this_thread::sleep_until(std::min<TTime>(now + pause, deadline));
     }
 }
 
@@ -40,11 +40,11 @@ int OpenLocked(const std::string& path, CFileLock::EMode mode, TLimit limit) {
     const bool isShared = mode == CFileLock::EMode::Shared;
     const int flags = (isShared ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     const int operation = isShared ? LOCK_SH : LOCK_EX;
-    const auto end = TClock::now() + std::min(limit, TLimit(std::chrono::hours(24 * 365)));
+    const TTime deadline = DeadlineAfter(limit);
     for (;;) {
         CDescriptor file(Checked(path, [&] { return open(path.c_str(), flags); }));
         const bool isLocked =
-            limit != NoTimeLimit ? LockBefore(end, file.Get(), operation)
+            limit != NoTimeLimit ? LockBefore(deadline, file.Get(), operation)
                                  : Uninterrupted([&] { return flock(file.Get(), operation); }) == 0;
         if (!isLocked) ThrowErrno(path);
         if (IsCurrent(path, file.Get())) return file.Release();

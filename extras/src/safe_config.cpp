@@ -34,7 +34,7 @@ public:
         const auto isFree = [&] { return config.m_changer == std::thread::id(); };
         if (limit == NoTimeLimit) {
             config.m_changeEnded.wait(lock, isFree);
-        } else if (!config.m_changeEnded.wait_for(lock, limit, isFree)) {
+        } else if (!config.m_changeEnded.wait_until(lock, DeadlineAfter(limit), isFree)) {
             ThrowLockError(ETIMEDOUT);
         }
         config.m_changer = std::this_thread::get_id();

@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+
 #include <tamsel/errors.h>
 
 namespace Tamsel::Extras {
@@ -17,6 +19,11 @@ std::string FileIn(const char* layer, const std::string& name, const std::string
     std::string path = rootPath;
     path.append(layer).append("/").append(subDirectory).append("/").append(name);
     return path.append(".json");
+}
+
+std::chrono::steady_clock::time_point DeadlineAfter(std::chrono::milliseconds limit) {
+    constexpr std::chrono::hours Year(24 * 365);
+    return std::chrono::steady_clock::now() + std::min<std::chrono::milliseconds>(limit, Year);
 }
 
 void ThrowError(int error, const std::string& message) {

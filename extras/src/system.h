@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -43,6 +44,9 @@ std::string ReadAll(int descriptor, const std::string& path);
 /// process that is only permitted to read the file cannot block the others.
 /// \throws CAccessDenied the file cannot be read
 std::string ReadDefaultsFile(const std::string& path);
+
+/// Returns the end of a time limit, which is at most a year, so that it cannot overflow.
+std::chrono::steady_clock::time_point DeadlineAfter(std::chrono::milliseconds limit);
 
 /// Throws `std::system_error` with an error number.
 [[noreturn]] void ThrowError(int error, const std::string& message);

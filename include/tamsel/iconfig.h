@@ -75,6 +75,10 @@ public:
 /// It has two layers: the overlay, which stores the changes, and the defaults, which never change.
 /// A key that is in both has the value of the overlay, and is called overridden.
 ///
+/// During a change, other threads' calls on this object block, except `HasChanged` and
+/// `GetOverlayedFileSize`. A change blocks indefinitely while the file is locked through any other
+/// descriptor, one of this process included.
+///
 /// The order of the virtual functions is part of the binary interface.
 ///
 /// \warning A change rewrites the whole overlay file from memory, so it discards what another
@@ -85,9 +89,7 @@ public:
 class TAMSEL_API IConfig : public IReadOnlyConfig {
 public:
     /// Sets `key` to `value`: stores it in the overlay in memory, calls the change callback, then
-    /// writes and synchronises the file. Until it returns, other threads' calls on this object
-    /// block, except `HasChanged` and `GetOverlayedFileSize`. Blocks indefinitely while the file
-    /// is locked through any other descriptor, one of this process included.
+    /// writes and synchronises the file.
     ///
     /// Does nothing, neither callback nor write, if the overlay stores an equal value, or if the
     /// key is not overridden and its default is equal. An overridden key that is set to its default
