@@ -23,12 +23,12 @@ protected:
         defaults->Write(defaultsText);
         overlay->Write(overlayText);
         overlay->HasChanged();
-        const auto tell = [this](auto& key, auto& value) {
-            told = key + "=" + value.toStyledString();
+        const auto notify = [this](auto& key, auto& value) {
+            notified = key + "=" + value.toStyledString();
             if (callback) callback(*config);
         };
-        config = std::make_shared<COverlayedConfig>(defaults, overlay, tell);
-        told.clear();
+        config = std::make_shared<COverlayedConfig>(defaults, overlay, notify);
+        notified.clear();
     }
 
     Json::Value Value(const std::string& key) { return config->Get(key, Json::Value("none")); }
@@ -41,7 +41,7 @@ protected:
     const std::shared_ptr<IFileStream> defaults = MakeStream("defaults");
     const std::shared_ptr<IFileStream> overlay = MakeStream("overlay");
     std::shared_ptr<IConfig> config;
-    std::string told;                      // to the change callback
+    std::string notified;                  // to the change callback
     void (*callback)(IConfig&) = nullptr;  // called by the callback
 };
 
@@ -50,8 +50,8 @@ const char* const Values = R"({"null":null,"object":{"x":1},"false":false,"strin
 
 /// What `Get` returns for each value of one type, and for a missing key; `Exists` must agree.
 template <typename T>
-std::string Answers(const IReadOnlyConfig& config, EDataType type, const std::string& name,
-                    const T& defaultValue) {
+std::string ValuesOf(const IReadOnlyConfig& config, EDataType type, const std::string& name,
+                     const T& defaultValue) {
     std::ostringstream text;
     text.precision(17);
     text << std::boolalpha << config.Get("missing", defaultValue) << ' ';
@@ -60,25 +60,25 @@ std::string Answers(const IReadOnlyConfig& config, EDataType type, const std::st
         const auto get = [&] { text << config.Get(key, defaultValue) << ' '; };
         const std::string error = Thrown(get);
         EXPECT_EQ(config.Exists(key, type), error.empty()) << key << " as " << name;
-        const std::string refusal = "Config option with key '" + key + "' is not a " + name;
-        EXPECT_TRUE(error.empty() || error == "Tamsel::CTypeError: " + refusal) << error;
+        const std::string message = "Config option with key '" + key + "' is not a " + name;
+        EXPECT_TRUE(error.empty() || error == "Tamsel::CTypeError: " + message) << error;
     }
     return text.str();
 }
 
 void ExpectEachType(const IReadOnlyConfig& config) {
-    EXPECT_EQ(Answers(config, EDataType::Bool, "Bool", true), "true false ");
-    EXPECT_EQ(Answers(config, EDataType::Uint32, "Uint32", 1U), "1 3 3000000000 ");
-    EXPECT_EQ(Answers(config, EDataType::Uint64, "Uint64", 2ULL),
+    EXPECT_EQ(ValuesOf(config, EDataType::Bool, "Bool", true), "true false ");
+    EXPECT_EQ(ValuesOf(config, EDataType::Uint32, "Uint32", 1U), "1 3 3000000000 ");
+    EXPECT_EQ(ValuesOf(config, EDataType::Uint64, "Uint64", 2ULL),
               "2 4294967296 9223372036854775808 3 3000000000 ");
-    EXPECT_EQ(Answers(config, EDataType::Int32, "Int32", -3), "-3 -1 3 ");
-    EXPECT_EQ(Answers(config, EDataType::Int64, "Int64", -4LL), "-4 -1 4294967296 3 3000000000 ");
-    EXPECT_EQ(Answers(config, EDataType::Float, "Float", 5.5F),
+    EXPECT_EQ(ValuesOf(config, EDataType::Int32, "Int32", -3), "-3 -1 3 ");
+    EXPECT_EQ(ValuesOf(config, EDataType::Int64, "Int64", -4LL), "-4 -1 4294967296 3 3000000000 ");
+    EXPECT_EQ(ValuesOf(config, EDataType::Float, "Float", 5.5F),
               "5.5 -1 0.10000000149011612 inf 4294967296 9.2233720368547758e+18 3 3000000000 ");
-    EXPECT_EQ(Answers(config, EDataType::Double, "Double", 6.5),
+    EXPECT_EQ(ValuesOf(config, EDataType::Double, "Double", 6.5),
               "6.5 -1 0.10000000000000001 9.9999999999999994e+38 4294967296 "
               "9.2233720368547758e+18 3 3000000000 ");
-    EXPECT_EQ(Answers<std::string>(config, EDataType::String, "String", "none"), "none 5 ");
+    EXPECT_EQ(ValuesOf<std::string>(config, EDataType::String, "String", "none"), "none 5 ");
     EXPECT_FALSE(config.Exists("3.0", EDataType(9)));
     EXPECT_TRUE(config.Exists("null", EDataType::Any));
     EXPECT_FALSE(config.Exists("missing", EDataType::Any));
@@ -125,11 +125,11 @@ const struct {
 };
 
 static_assert(std::is_same_v<decltype(std::declval<IConfig&>().Get("k", "text")), bool>,
-              "the headers warn of this, and would warn in vain");
+              "the pitfall that the headers warn of");
 
 }  // namespace
 
-TEST_P(Store, AnswersEachTypeWhoseRangeHoldsTheValue) {
+TEST_P(Store, ReturnsAValueAsEachTypeWhoseRangeContainsIt) {
     Open(Values, R"({"z":1})");
     ExpectEachType(*config);
     ExpectEachType(CStaticConfig(defaults));
@@ -137,7 +137,7 @@ TEST_P(Store, AnswersEachTypeWhoseRangeHoldsTheValue) {
     ExpectEachType(*config);
 }
 
-TEST_P(Store, AnswersFromTheOverlayFirst) {
+TEST_P(Store, ReturnsTheValueOfTheOverlayFirst) {
     Open(R"({"k":1,"a":null})", R"({"k":3,"b":null})");
     EXPECT_EQ(Value("k"), 3);
     EXPECT_EQ(Value("a"), Json::Value());
@@ -145,7 +145,7 @@ TEST_P(Store, AnswersFromTheOverlayFirst) {
     EXPECT_EQ(CStaticConfig(defaults).GetAllConfigKeys(), (TKeys{"k", "a"}));
 }
 
-TEST_P(Store, WritesAndTellsOfAChangeAlone) {
+TEST_P(Store, WritesAndReportsEffectiveChangesOnly) {
     for (const auto& row : Changes) {
         const testing::ScopedTrace trace(__FILE__, row.line, "this change");
         Open(row.defaults, row.overlay);
@@ -154,11 +154,11 @@ TEST_P(Store, WritesAndTellsOfAChangeAlone) {
         EXPECT_EQ(config->HasChanged(), isWritten);
         EXPECT_EQ(Parse(OverlayText()), Parse(isWritten ? row.after : row.overlay));
         const Json::Value value = Parse(row.after)["k"];
-        EXPECT_EQ(told, Parse(row.after).isMember("k") ? "k=" + value.toStyledString() : "");
+        EXPECT_EQ(notified, Parse(row.after).isMember("k") ? "k=" + value.toStyledString() : "");
     }
 }
 
-TEST_P(Store, ReloadsTheOverlayAlone) {
+TEST_P(Store, ReloadsTheOverlayOnly) {
     Open(R"({"k":1})", R"({"k":2})");
     defaults->Write(R"({"k":9})");
     overlay->Write(R"({"k":  3})");
@@ -174,10 +174,10 @@ TEST_P(Store, ReloadsTheOverlayAlone) {
     overlay->Write("");
     config->Reload();
     EXPECT_EQ(Value("k"), 1);
-    EXPECT_EQ(told, "");
+    EXPECT_EQ(notified, "");
 }
 
-TEST_P(Store, UndoesWhatOthersWroteUnlessItIsReadBefore) {
+TEST_P(Store, OverwritesChangesOfOthersUnlessReloaded) {
     Open("", "");
     overlay->Write("{\n// kept\n\"theirs\":1,\n// lost\n\"ours\":1}");
     config->Reload();
@@ -252,7 +252,7 @@ const struct {
 
 }  // namespace
 
-TEST(Faults, LeaveMemoryFileAndLocksInOrder) {
+TEST(Faults, LeaveMemoryFileAndLocksConsistent) {
     for (const auto& row : Faults) {
         const testing::ScopedTrace trace(__FILE__, row.line, row.failing);
         const CTestFolder folder;

@@ -5,20 +5,20 @@
 using namespace Tamsel;
 using Factory = InTestFolder;
 
-TEST_F(Factory, JoinsPathsAsPlainTextAndPassesTheCallbackOn) {
-    std::string told;
-    const TChangeCallback tell = [&](auto& key, auto&) { told += key; };
+TEST_F(Factory, ConcatenatesPathsAndForwardsTheCallback) {
+    std::string notified;
+    const TChangeCallback notify = [&](auto& key, auto&) { notified += key; };
     const struct {
         int line;
         std::function<std::shared_ptr<IConfig>()> create;
-        std::string defaults, overlay, told;
+        std::string defaults, overlay, notified;
     } rows[] = {
         {__LINE__, [] { return Create("a", "./"); }, "./etc/config/a.json", "./data/config/a.json",
          ""},
-        {__LINE__, [&] { return Create("b", "", tell); }, "etc/config/b.json", "data/config/b.json",
-         "k"},
+        {__LINE__, [&] { return Create("b", "", notify); }, "etc/config/b.json",
+         "data/config/b.json", "k"},
         {__LINE__, [] { return Create("c", "./", "."); }, "./etc/./c.json", "./data/./c.json", ""},
-        {__LINE__, [&] { return Create("", "", "", tell); }, "etc//.json", "data//.json", "k"},
+        {__LINE__, [&] { return Create("", "", "", notify); }, "etc//.json", "data//.json", "k"},
     };
     for (const auto& row : rows) {
         const testing::ScopedTrace trace(__FILE__, row.line, row.overlay);
@@ -27,7 +27,7 @@ TEST_F(Factory, JoinsPathsAsPlainTextAndPassesTheCallbackOn) {
         EXPECT_EQ(TextOf(row.overlay), "");
         EXPECT_FALSE(config->HasChanged());
         config->Set("k", config->Get("k", 0) + 1);
-        EXPECT_EQ(std::exchange(told, ""), row.told);
+        EXPECT_EQ(std::exchange(notified, ""), row.notified);
         EXPECT_EQ(TextOf(row.overlay), "{\n\t\"k\" : 2\n}");
     }
     EXPECT_EQ(CreateStaticOnly("b", "./")->Get("k", 0), 1);
@@ -37,7 +37,7 @@ TEST_F(Factory, JoinsPathsAsPlainTextAndPassesTheCallbackOn) {
               "Tamsel::CAccessDenied: Failed to create file '/data/config/no/such.json'.");
 }
 
-TEST_F(Factory, ExaminesBothFilesBeforeItReadsEither) {
+TEST_F(Factory, ChecksBothFilesBeforeItReadsEither) {
     const std::string noEtc =
         "Tamsel::CAccessDenied: Failed to open file 'etc/config/n.json' for reading.";
     const std::string noData =
@@ -70,7 +70,7 @@ TEST_F(Factory, ExaminesBothFilesBeforeItReadsEither) {
     }
 }
 
-TEST_F(Factory, JudgesByTheRealUserAndOpensAsTheEffectiveOne) {
+TEST_F(Factory, ChecksForTheRealUserAndOpensAsTheEffectiveOne) {
     PutText("data/config/n.json", R"({"k":1})");
     chmod("data/config/n.json", 0600);
     const CAsUser setUserId(Nobody, 0);

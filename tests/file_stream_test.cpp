@@ -10,7 +10,7 @@ using namespace Tamsel;
 using FileHelper = InTestFolder;
 using FileStream = InTestFolder;
 
-TEST_F(FileHelper, TellsWhatAnOrdinaryUserMayDo) {
+TEST_F(FileHelper, ReportsThePermissionsOfAnOrdinaryUser) {
     const struct {
         int line;
         mode_t mode;  // of the existing file; 0 if there is none
@@ -57,7 +57,7 @@ TEST_F(FileHelper, ReportsAShortTextAsWrittenToAFullDisk) {
     EXPECT_EQ(TextOf("file"), "short");
 }
 
-TEST_F(FileStream, SeesTheFileAsItIsAtEachCall) {
+TEST_F(FileStream, ReadsTheCurrentFileOnEachCall) {
     const std::string inaccessible = "Tamsel::CAccessDenied: Failed to access file 'file'.";
     CInputFileStream input("file");
     EXPECT_EQ(Thrown([&] { input.GetFileSize(); }), inaccessible);
@@ -75,7 +75,7 @@ TEST_F(FileStream, SeesTheFileAsItIsAtEachCall) {
     EXPECT_EQ(stream.GetFileSize() + input.GetFileSize(), 14U);
 }
 
-TEST_F(FileStream, SeesWhatWritesToTheFileAndFollowsNoRename) {
+TEST_F(FileStream, ReportsWritesToTheFileAndFollowsNoRename) {
     const struct {
         int line;
         bool isSeen, isKept;  // isKept: a write by the stream is seen afterwards

@@ -53,7 +53,7 @@ TEST(ConfigFile, IsRewrittenSortedAndStyled) {
     EXPECT_EQ(Rewritten("{\"a\":\"caf\351 au lait\"}"), "{\n\t\"a\" : \"caf\\u9821u lait\"\n}");
 }
 
-TEST(ConfigFile, IsRefusedWithTheParsersText) {
+TEST(ConfigFile, IsRejectedWithTheParsersText) {
     const std::string invalid =
         "Tamsel::CInvalidConfig: Failed to read config file 'memory' with the following error:\n";
     EXPECT_EQ(Rewritten("{"),
@@ -66,7 +66,7 @@ TEST(ConfigFile, IsRefusedWithTheParsersText) {
     EXPECT_EQ(Rewritten("5"), noObject);
 }
 
-TEST(ConfigFile, CanHoldWhatCannotBeReadBack) {
+TEST(ConfigFile, CanContainWhatCannotBeReadAgain) {
     EXPECT_TRUE(ReadBack(std::nan("")).isNull());
     EXPECT_THROW(ReadBack(HUGE_VAL), CInvalidConfig);
     EXPECT_EQ(ReadBack(Nested(999)), Nested(999));
@@ -82,7 +82,7 @@ TEST(ConfigFile, LosesFractionsUnderADecimalComma) {
     std::locale::global(before);
 }
 
-TEST(ConfigFile, IsNeverCutShortByWantOfMemory) {
+TEST(ConfigFile, IsNeverTruncatedWhenOutOfMemory) {
     const TConfigMap map = {{"a", std::string(2000, 'a')}, {"b", std::string(3000, 'b')}};
     const auto stream = std::make_shared<Extras::CMemoryStream>();
     std::string thrown = "something";
@@ -92,7 +92,7 @@ TEST(ConfigFile, IsNeverCutShortByWantOfMemory) {
     }
 }
 
-TEST(ConfigFile, OfTheWorstKindsKnownEndsInAMapOrAnError) {
+TEST(ConfigFile, OfTheCorpusIsReadOrRejected) {
     for (const auto& entry :
          std::filesystem::directory_iterator(TAMSEL_TEST_FOLDER "/fuzz/corpus")) {
         const std::string text = TextOf(entry.path());

@@ -27,7 +27,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Processes, ReadersBesideAWriterSeeOldOrNewAlsoInAStormOfSignals) {
+TEST_F(Processes, ReadersSeeOldOrNewDuringWritesAndSignals) {
     struct sigaction interrupt = {};
     interrupt.sa_handler = [](int) {};
     sigaction(SIGUSR1, &interrupt, nullptr);
@@ -58,7 +58,7 @@ TEST_F(Processes, ReadersBesideAWriterSeeOldOrNewAlsoInAStormOfSignals) {
     EXPECT_EQ(Create("n", "")->Get("k", 0), 80);
 }
 
-TEST_F(Processes, WaitForALockWithAChangeButNotWithAReload) {
+TEST_F(Processes, BlockOnALockInChangesButNotInReload) {
     const pid_t holder = Spawn([] {
         const int file = open(Path, O_RDWR);
         const bool isEmptied = flock(file, LOCK_EX) == 0 && ftruncate(file, 0) == 0;
@@ -76,7 +76,7 @@ TEST_F(Processes, WaitForALockWithAChangeButNotWithAReload) {
     EXPECT_EQ(Create("n", "")->Get("k", 0), 2);
 }
 
-TEST_F(Processes, LeaveDescriptorsAndMemoryAsTheyWereAfterManyRounds) {
+TEST_F(Processes, LeakNoDescriptorsAndNoMemory) {
     config->Set("k", 1);
     const auto memory = mallinfo2().uordblks;
     for (int round = 1; round <= 200; ++round) config->Set("k", round);
@@ -84,7 +84,7 @@ TEST_F(Processes, LeaveDescriptorsAndMemoryAsTheyWereAfterManyRounds) {
     EXPECT_LE(mallinfo2().uordblks, memory + 1000);
 }
 
-TEST_F(Processes, SeeTheMergedPathOfAnOverlayfsAndNotTheLayersBelow) {
+TEST_F(Processes, SeeOnlyChangesOfTheMergedPathOfAnOverlayfs) {
     for (const char* const layer : {"lower", "upper", "work", "merged"}) {
         std::filesystem::create_directory(layer);
     }

@@ -53,7 +53,7 @@ const struct {
     {__LINE__, [] { PutText(Overlay, ""); }, R"({"d":1})"},
 };
 
-class CConfigWatcherTest : public InTestFolder {
+class ConfigWatcher : public InTestFolder {
 protected:
     /// Returns the next changes; none after a time limit.
     bool Wait(std::chrono::milliseconds limit) {
@@ -81,7 +81,7 @@ protected:
     std::vector<CConfigWatcher::SChange> m_changes[3];
 };
 
-TEST_F(CConfigWatcherTest, ReportsWhatWasWrittenAndTheLast) {
+TEST_F(ConfigWatcher, ReportsWrittenStatesAndAlwaysTheLast) {
     Json::Value before = Parse(R"({"d":1})");
     bool wasBroken = false;
     for (const auto& step : Steps) {
@@ -96,12 +96,12 @@ TEST_F(CConfigWatcherTest, ReportsWhatWasWrittenAndTheLast) {
         while (std::any_of(m_watchers, m_watchers + 3, isBehind) && TClock::now() < end) Wait(1s);
         writer.join();
         EXPECT_LT(TClock::now(), end) << "line " << step.line;
-        EXPECT_TRUE(Answers(*m_safe) == after && Answers(*m_bare) == after) << step.line;
+        EXPECT_TRUE(ValuesOf(*m_safe) == after && ValuesOf(*m_bare) == after) << step.line;
         before = after, wasBroken = step.isBroken;
     }
 }
 
-TEST_F(CConfigWatcherTest, ReportsEachKeyOnceAndThenSleeps) {
+TEST_F(ConfigWatcher, ReportsEachKeyOnceAndThenSleeps) {
     m_safe->Set("b", 1);
     for (int wakes = 0; Wait(300ms); ++wakes) ASSERT_LT(wakes, 10);
     PutText(Overlay, R"({"c":true})");
@@ -116,7 +116,7 @@ TEST_F(CConfigWatcherTest, ReportsEachKeyOnceAndThenSleeps) {
     EXPECT_TRUE(m_changes[0].empty() && m_changes[1].empty() && m_changes[2].empty());
 }
 
-TEST_F(CConfigWatcherTest, MissesNothingInAnOverflowOrBeforeItBegan) {
+TEST_F(ConfigWatcher, MissesNothingInAnOverflowOrBeforeConstruction) {
     PutText(Overlay, R"({"c":1})");
     while (Wait(50ms)) continue;
     const auto stale = Open();
@@ -133,7 +133,7 @@ TEST_F(CConfigWatcherTest, MissesNothingInAnOverflowOrBeforeItBegan) {
     for (const CConfigWatcher& watcher : m_watchers) EXPECT_EQ(Values(watcher)["a"], 7);
 }
 
-TEST_F(CConfigWatcherTest, SeesNoStateThatNobodyWrote) {
+TEST_F(ConfigWatcher, ReportsNoStateThatNobodyWrote) {
     const auto text = [](int i, std::size_t size) {
         const std::string number = std::to_string(i);
         return R"({"x":)" + number + R"(,"pad":")" + std::string(size, 'x') + R"(","y":)" + number +
@@ -159,7 +159,7 @@ TEST_F(CConfigWatcherTest, SeesNoStateThatNobodyWrote) {
     }
     thread.join();
     while (Wait(400ms)) continue;
-    for (const CConfigWatcher& watcher : m_watchers) EXPECT_EQ(Values(watcher), Answers(*Open()));
+    for (const CConfigWatcher& watcher : m_watchers) EXPECT_EQ(Values(watcher), ValuesOf(*Open()));
 }
 
 }  // namespace

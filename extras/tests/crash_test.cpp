@@ -97,7 +97,7 @@ std::set<std::optional<std::string>> RemainsOf(const SFile& file) {
     return remains;
 }
 
-class CCrashTest : public testing::TestWithParam<SChange> {
+class Crash : public testing::TestWithParam<SChange> {
 protected:
     void SetUp() override {
         std::filesystem::remove(Overlay);
@@ -115,26 +115,26 @@ protected:
 
     /// Makes the change while the nth call fails, or all from that one on, then crashes at every
     /// step. Returns true if there was such a call.
-    bool Refuse(int nth, int error, bool isLasting, int crashes) {
+    bool FailCall(int nth, int error, bool isLasting, int crashes) {
         SetUp();
         const Json::Value before = State();
         const Json::Value after = Parse(GetParam().after);
-        const Json::Value answers = m_config ? Answers(*m_config) : Json::Value();
+        const Json::Value values = m_config ? ValuesOf(*m_config) : Json::Value();
         const int descriptors = CountDescriptors();
         m_isOurs = m_disk[0].text.value_or("") == m_disk[0].synchronized;
         m_calls.clear();
         m_nth = nth, m_error = error, m_isLasting = isLasting;
         const std::string thrown =
             Thrown([&] { GetParam().change(m_config ? *m_config : *Open()); });
-        const bool isRefused = std::exchange(m_nth, INT_MAX) < 0;
+        const bool hasFailed = std::exchange(m_nth, INT_MAX) < 0;
         EXPECT_TRUE(thrown.empty() || error == EIO) << thrown;
         EXPECT_TRUE(State() == (thrown.empty() ? after : before) || isLasting) << State();
-        EXPECT_TRUE(thrown.empty() || !m_config || Answers(*m_config) == answers);
+        EXPECT_TRUE(thrown.empty() || !m_config || ValuesOf(*m_config) == values);
         EXPECT_TRUE(isLasting || !Tamsel::Extras::IsInterrupted(Overlay));
         EXPECT_EQ(CountDescriptors(), descriptors);
         CrashEverywhere(m_disk, std::exchange(m_calls, {}), {before, after},
                         thrown.empty() ? TStates{after} : TStates{before, after}, crashes);
-        return isRefused;
+        return hasFailed;
     }
 
     /// Crashes before, between and after the calls, and restarts. After the last one, only `done`
@@ -176,8 +176,8 @@ protected:
     int Answer(const SCall& call) {
         const bool isOther =
             call.name == "inotify_init1" || (m_error == DoLess && call.name != "pwrite");
-        const bool isRefused = !isOther && (m_nth-- == 0 || (m_isLasting && m_nth < 0));
-        const int answer = isRefused ? m_error : CHook::Fast(call);
+        const bool hasFailed = !isOther && (m_nth-- == 0 || (m_isLasting && m_nth < 0));
+        const int answer = hasFailed ? m_error : CHook::Fast(call);
         if (answer <= 0) m_calls.push_back(call);
         if (answer == DoLess) m_calls.back().data.resize((call.data.size() + 1) / 2);
         return answer;
@@ -194,21 +194,21 @@ protected:
     std::set<std::tuple<TDisk, TStates, int>> m_seen;
 };
 
-TEST_P(CCrashTest, PowerCutLeavesOldOrNew) {
-    EXPECT_FALSE(Refuse(INT_MAX, 0, false, 2));
+TEST_P(Crash, PowerCutLeavesOldOrNew) {
+    EXPECT_FALSE(FailCall(INT_MAX, 0, false, 2));
     RecordProperty("states", static_cast<int>(m_seen.size()));
 }
 
-TEST_P(CCrashTest, RefusedCallLeavesOldOrNew) {
+TEST_P(Crash, FailedCallLeavesOldOrNew) {
     for (const auto& [error, isLasting] :
          {std::pair(EIO, false), {EIO, true}, {EINTR, false}, {DoLess, false}}) {
-        for (int nth = 0; Refuse(nth, error, isLasting, 1); ++nth) {
+        for (int nth = 0; FailCall(nth, error, isLasting, 1); ++nth) {
             ASSERT_FALSE(HasFailure()) << "call " << nth << ", error " << error << isLasting;
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, CCrashTest, testing::ValuesIn(Changes),
+INSTANTIATE_TEST_SUITE_P(, Crash, testing::ValuesIn(Changes),
                          [](const auto& row) { return "Line" + std::to_string(row.param.line); });
 
 }  // namespace

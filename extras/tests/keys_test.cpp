@@ -7,7 +7,7 @@ namespace {
 
 using Tamsel::Extras::TKey;
 
-class KeysTest : public InTestFolder {};
+class Keys : public InTestFolder {};
 
 enum class EMode { Dhcp, Fixed, Nameless };
 constexpr auto EnumNames(EMode) {
@@ -42,7 +42,7 @@ void ExpectLimits(const char* beyond, const std::string& expected) {
     ExpectStored<T>({TLimits::max(), TLimits::lowest(), 5}, beyond, expected);
 }
 
-TEST_F(KeysTest, StoreEveryType) {
+TEST_F(Keys, StoreEveryType) {
     ExpectStored<bool>({true, false}, "1", "a Bool");
     ExpectLimits<char>("\"a\"", std::is_signed_v<char> ? "a Int8" : "a Uint8");
     ExpectLimits<std::int8_t>("128", "a Int8");
@@ -59,7 +59,7 @@ TEST_F(KeysTest, StoreEveryType) {
     ExpectStored<TMap>({{{"x", 1.5F}}}, "{\"x\":null}", "an object, each member a Float");
 }
 
-TEST_F(KeysTest, TextIsTextAndDefaultsAreTyped) {
+TEST_F(Keys, TextIsTextAndDefaultsAreTyped) {
     const auto config = Open();
     EXPECT_EQ(Get(*config, TKey<std::string>("host", "gateway")), "gateway");
     EXPECT_EQ(Get(*config, TKey<EMode>("mode", EMode::Fixed)), EMode::Fixed);

@@ -15,7 +15,7 @@ namespace {
 using Tamsel::IConfig;
 using Tamsel::Extras::CSafeConfig;
 
-class SafeConfigTest : public InTestFolder {};
+class SafeConfig : public InTestFolder {};
 
 void Increment(IConfig& config, const std::string& key) { config.Set(key, config.Get(key, 0) + 1); }
 
@@ -33,7 +33,7 @@ bool Count(const std::string& name, int changes, int lifetime, bool isFast) {
 }
 
 // TAMSEL_TEST_KILLS=1000 runs a campaign that waits for the disk.
-TEST_F(SafeConfigTest, LosesNoChangeOfProcessesThatAreKilled) {
+TEST_F(SafeConfig, LosesNoChangeOfProcessesThatAreKilled) {
     const char* const wanted = std::getenv("TAMSEL_TEST_KILLS");
     int kills = wanted != nullptr ? std::atoi(wanted) : 60;
     const int changes = std::max(40, kills / 2);
@@ -111,27 +111,27 @@ const struct {
     {__LINE__, [](auto& c) { Open()->Set("b", 5), c.Erase(); }, "{}"},
 };
 
-TEST_F(SafeConfigTest, TheLastSuccessCounts) {
+TEST_F(SafeConfig, TheLastSuccessfulWriteWins) {
     const CHook fast;
     for (const auto& row : Successes) {
         const auto config = Open();
         config->Erase(), config->Set("a", 1);
         row.work(*config);
-        EXPECT_EQ(Answers(*Open()), Parse(row.state)) << "line " << row.line;
+        EXPECT_EQ(ValuesOf(*Open()), Parse(row.state)) << "line " << row.line;
         EXPECT_EQ(State(), Parse(row.state)) << "line " << row.line;
     }
 }
 
 /// Expects an exception, and memory and file as before.
 void ExpectThrows(CSafeConfig& config, const char* expected, const std::function<void()>& work) {
-    const Json::Value before = Answers(config);
+    const Json::Value before = ValuesOf(config);
     const std::string text = TextOf(Overlay);
     EXPECT_EQ(Thrown(work).rfind(expected, 0), 0) << Thrown(work);
-    EXPECT_EQ(Answers(config), before);
+    EXPECT_EQ(ValuesOf(config), before);
     EXPECT_EQ(TextOf(Overlay), text);
 }
 
-TEST_F(SafeConfigTest, RejectsWhatCannotBeReadAgain) {
+TEST_F(SafeConfig, RejectsWhatCannotBeReadAgain) {
     const auto config = Open();
     const auto nested = [](std::size_t levels) {
         return Parse(std::string(levels, '[') + std::string(levels, ']'));
@@ -149,14 +149,14 @@ TEST_F(SafeConfigTest, RejectsWhatCannotBeReadAgain) {
     }
     config->Set("deep", nested(998));
     config->Set("a", std::string("\xc3\xa4 \xf4\x8f\xbf\xbf \xed\x9f\xbf \0", 13));
-    EXPECT_EQ(Answers(*Open()), Answers(*config));
+    EXPECT_EQ(ValuesOf(*Open()), ValuesOf(*config));
 }
 
-TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
+TEST_F(SafeConfig, UndoesAChangeThatThrows) {
     std::string called;
     std::function<void()> inside = [] {};
-    const auto tell = [&](const std::string& key, auto&) { called += key, inside(); };
-    const auto config = Tamsel::Extras::Open("unit", "", tell, std::chrono::milliseconds(30));
+    const auto notify = [&](const std::string& key, auto&) { called += key, inside(); };
+    const auto config = Tamsel::Extras::Open("unit", "", notify, std::chrono::milliseconds(30));
     config->Set("a", 1);
     const char* const deadlock = "std::system_error: Failed to lock the configuration: Resource";
     inside = [&] { config->Set("b", 2); };
@@ -168,7 +168,7 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
         config->Reload();
         ExpectThrows(*config, "std::system_error", [&] { config->Erase(); });
         const auto open = [&] {
-            Tamsel::Extras::Open("unit", "", tell, std::chrono::milliseconds(0));
+            Tamsel::Extras::Open("unit", "", notify, std::chrono::milliseconds(0));
         };
         EXPECT_EQ(Thrown(open).empty(), path == Overlay);
     }
@@ -185,10 +185,10 @@ TEST_F(SafeConfigTest, UndoesAChangeThatThrows) {
     EXPECT_THROW(config->Transact([](IConfig& c) { c.Set("d", 1); }), std::out_of_range);
     EXPECT_EQ(State(), Parse(R"({"b":1,"c":1,"d":1})"));
     ExpectThrows(*config, "std::out_of_range", [&] { config->Set("a", 3); });
-    EXPECT_EQ(Answers(*config), State());
+    EXPECT_EQ(ValuesOf(*config), State());
 }
 
-TEST_F(SafeConfigTest, StaysWithTheFileThatItOpened) {
+TEST_F(SafeConfig, KeepsUsingTheFileThatItOpened) {
     const CHook fast;
     const auto config = Open();
     std::filesystem::create_symlink("unit.json", "data/config/link.json");
@@ -200,7 +200,7 @@ TEST_F(SafeConfigTest, StaysWithTheFileThatItOpened) {
     EXPECT_EQ(State(), Parse(R"({"a":1,"b":2})"));
 }
 
-TEST_F(SafeConfigTest, StreamsAloneMergeToo) {
+TEST_F(SafeConfig, StreamsMergeToo) {
     const CHook fast;
     Tamsel::Extras::CCrashSafeFileStream one(Overlay), other(Overlay);
     std::string text;
@@ -211,7 +211,7 @@ TEST_F(SafeConfigTest, StreamsAloneMergeToo) {
     EXPECT_EQ(State(), Parse(R"({"b":2,"c":4})"));
 }
 
-TEST_F(SafeConfigTest, LocksTheFileThatThePathNames) {
+TEST_F(SafeConfig, LocksTheFileThatThePathNames) {
     using Tamsel::Extras::CFileLock;
     Put("old");
     auto lock = std::make_unique<CFileLock>(Overlay, CFileLock::EMode::Exclusive);
@@ -227,7 +227,7 @@ TEST_F(SafeConfigTest, LocksTheFileThatThePathNames) {
     EXPECT_TRUE(Join(waiting));
 }
 
-TEST_F(SafeConfigTest, JournalIsNoMoreAccessible) {
+TEST_F(SafeConfig, JournalIsNoMoreAccessibleThanTheOverlay) {
     const CHook fast;
     const bool isRoot = geteuid() == 0;
     const struct {
@@ -264,7 +264,7 @@ TEST_F(SafeConfigTest, JournalIsNoMoreAccessible) {
     }
 }
 
-TEST_F(SafeConfigTest, ServesReadersAndTheOwnerOfTheFolder) {
+TEST_F(SafeConfig, WorksForReadersAndTheOwnerOfTheFolder) {
     const CHook fast;
     const auto asNobody = [](const std::function<void()>& work) {
         const CAsUser user(Nobody, Nobody);
@@ -278,7 +278,7 @@ TEST_F(SafeConfigTest, ServesReadersAndTheOwnerOfTheFolder) {
     chmod(Overlay.c_str(), 0444), chmod(Journal.c_str(), 0444);
     const auto read = [] {
         const auto config = Open();
-        EXPECT_EQ(Answers(*config), Parse(R"({"a":2})"));
+        EXPECT_EQ(ValuesOf(*config), Parse(R"({"a":2})"));
         ExpectThrows(*config, "Tamsel::CInvalidConfig", [&] { config->Set("a", 3); });
     };
     EXPECT_EQ(asNobody(read), "");
@@ -293,7 +293,7 @@ TEST_F(SafeConfigTest, ServesReadersAndTheOwnerOfTheFolder) {
 
 }  // namespace
 
-TEST_F(SafeConfigTest, FollowsALinkToTheOverlayAndNoneToAJournal) {
+TEST_F(SafeConfig, FollowsALinkToTheOverlayButNotToAJournal) {
     PutText("secret", "x");
     for (const char* const target : {"../../secret", "../../missing"}) {
         std::filesystem::remove(Journal);
@@ -310,7 +310,7 @@ TEST_F(SafeConfigTest, FollowsALinkToTheOverlayAndNoneToAJournal) {
     EXPECT_TRUE(std::filesystem::is_empty("missing.journal"));
 }
 
-TEST_F(SafeConfigTest, ReplacesABrokenFileByWhatMemoryHas) {
+TEST_F(SafeConfig, ReplacesABrokenFileByTheOverlayInMemory) {
     const auto config = Open();
     config->Set("a", 1);
     PutText(Overlay, "{");
@@ -318,7 +318,7 @@ TEST_F(SafeConfigTest, ReplacesABrokenFileByWhatMemoryHas) {
     EXPECT_EQ(Parse(TextOf(Overlay)), Parse(R"({"a":1})"));
 }
 
-TEST_F(SafeConfigTest, OpensWhileSomebodyLocksTheDefaults) {
+TEST_F(SafeConfig, OpensWhileTheDefaultsAreLocked) {
     PutText("etc/config/unit.json", R"({"a":1})");
     using Tamsel::Extras::CFileLock;
     const CFileLock lock("etc/config/unit.json", CFileLock::EMode::Exclusive);

@@ -46,7 +46,7 @@ inline std::shared_ptr<Tamsel::Extras::CSafeConfig> Open() {
 }
 
 /// Returns all keys of a configuration with their values.
-inline Json::Value Answers(const Tamsel::IReadOnlyConfig& config) {
+inline Json::Value ValuesOf(const Tamsel::IReadOnlyConfig& config) {
     Json::Value answers(Json::objectValue);
     for (const auto& key : config.GetAllConfigKeys()) answers[key] = config.Get(key, Json::Value());
     return answers;
@@ -54,7 +54,7 @@ inline Json::Value Answers(const Tamsel::IReadOnlyConfig& config) {
 
 /// Returns the overlay as a program on the bare library reads it, or what that throws.
 inline Json::Value State() try {
-    return Answers(Tamsel::CStaticConfig(std::make_shared<Tamsel::CInputFileStream>(Overlay)));
+    return ValuesOf(Tamsel::CStaticConfig(std::make_shared<Tamsel::CInputFileStream>(Overlay)));
 } catch (const std::exception& error) {
     return error.what();
 }
