@@ -55,7 +55,7 @@ const struct {
 
 class ConfigWatcher : public InTestFolder {
 protected:
-    /// Returns the next changes; none after a time limit.
+    /// Waits for changes and stores them in `m_changes`. Returns false after the time limit.
     bool Wait(std::chrono::milliseconds limit) {
         pollfd descriptors[3];
         for (int i = 0; i < 3; ++i) descriptors[i] = {m_watchers[i].Descriptor(), POLLIN, 0};
@@ -133,6 +133,20 @@ TEST_F(ConfigWatcher, MissesNothingInAnOverflowOrBeforeConstruction) {
     for (const CConfigWatcher& watcher : m_watchers) EXPECT_EQ(Values(watcher)["a"], 7);
 }
 
+TEST_F(ConfigWatcher, ClosesItsDescriptorsOnExec) {
+    const auto countInherited = [] {
+        int count = 0;
+        for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+            const int flags = fcntl(descriptor, F_GETFD);
+            if (flags >= 0 && (flags & FD_CLOEXEC) == 0) ++count;
+        }
+        return count;
+    };
+    const int before = countInherited();
+    const CConfigWatcher watcher(Open());
+    EXPECT_EQ(countInherited(), before);
+}
+
 TEST_F(ConfigWatcher, ReportsNoStateThatNobodyWrote) {
     const auto text = [](int i, std::size_t size) {
         const std::string number = std::to_string(i);
@@ -149,8 +163,8 @@ TEST_F(ConfigWatcher, ReportsNoStateThatNobodyWrote) {
         const auto set = [&](int i) {
             m_safe->Transact([&](auto& c) { c.Set("x", i), c.Set("y", i); });
         };
-        repeat(
-            [&](int i) { Thrown([&] { set(i); }); });  // if another process writes at the same time
+        // Throws if another process writes at the same time.
+        repeat([&](int i) { Thrown([&] { set(i); }); });
     });
     while (waitpid(-1, nullptr, WNOHANG) >= 0 || Wait(400ms)) {
         for (const CConfigWatcher& watcher : m_watchers) {
