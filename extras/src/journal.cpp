@@ -216,6 +216,12 @@ std::unique_ptr<CFileLock> LockToRead(const std::string& path, TLimit limit) try
     throw;
 }
 
+std::unique_ptr<CFileLock> LockJournalToRead(const std::string& path, TLimit limit) {
+    auto journal = LockToRead(JournalOf(path), limit);
+    if (journal) RequireNoLink(*journal, JournalOf(path));
+    return journal;
+}
+
 }  // namespace
 
 std::string CanonicalPath(const std::string& path) {
@@ -238,7 +244,7 @@ void OpenDocument(const std::string& path, TLimit limit) {
         MatchAccess(lock.Descriptor(), EnsureDocument(lock, path, limit));
     } catch (const std::system_error& error) {
         // Without permission, or on a full disk, reading still returns the valid text.
-        if (error.code() == std::errc::timed_out) throw;
+        if (error.code() == std::errc::timed_out || IsMissing(path)) throw;
     }
 }
 
@@ -246,7 +252,7 @@ std::string ReadDocument(const std::string& path, TLimit limit) {
     std::string text;
     std::string left;
     {
-        const auto journal = LockToRead(JournalOf(path), limit);
+        const auto journal = LockJournalToRead(path, limit);
         const auto document = LockToRead(path, limit);
         if (journal) left = journal->Read();
         if (document) text = document->Read();
@@ -267,7 +273,7 @@ bool RecoverDocument(const std::string& path, TLimit limit) {
 }
 
 bool IsChangeInterrupted(const std::string& path, TLimit limit) {
-    const auto journal = LockToRead(JournalOf(path), limit);
+    const auto journal = LockJournalToRead(path, limit);
     return journal && !journal->Read().empty();
 }
 
