@@ -5,7 +5,7 @@
 /// reports the medians as the counters `baseline` and `ours`, in nanoseconds per operation, and
 /// `ratio`. A wrong result ends the program with an error.
 ///
-/// Usage: tamsel_bench [options of Google Benchmark] DISK_FOLDER TMPFS_FOLDER
+/// Usage: tamsel_bench [options of Google Benchmark] DISK_DIRECTORY TMPFS_DIRECTORY
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -32,8 +32,8 @@ using Baseline::SLayers, Baseline::TKeys, Baseline::TMap;
 using benchmark::State;
 using Sample::ESource;
 
-std::string diskFolder;
-std::string tmpfsFolder;
+std::string diskDirectory;
+std::string tmpfsDirectory;
 
 void Require(bool isTrue, const char* claim) {
     if (!isTrue) throw std::logic_error(std::string("Check failed: ") + claim);
@@ -102,16 +102,16 @@ using TConfig = std::shared_ptr<Tamsel::IReadOnlyConfig>;
 
 /// Opens the sample by the library, and stores in `map` the same data for the baseline.
 TConfig Open(const Sample::SMaps& maps, TMap& map) {
-    const std::string text = WriteMap(tmpfsFolder + "etc/config/sample.json", maps.defaults);
+    const std::string text = WriteMap(tmpfsDirectory + "etc/config/sample.json", maps.defaults);
     map = Sample::ToMap(Baseline::Parse(text));
-    return Tamsel::CreateStaticOnly("sample", tmpfsFolder);
+    return Tamsel::CreateStaticOnly("sample", tmpfsDirectory);
 }
 
 TConfig Open(const Sample::SMaps& maps, SLayers& layers) {
-    const std::string text = WriteMap(OverlayPath(tmpfsFolder, "sample"), maps.overlay);
+    const std::string text = WriteMap(OverlayPath(tmpfsDirectory, "sample"), maps.overlay);
     (void)Open(maps, layers.defaults);
     layers.overlay = Sample::ToMap(Baseline::Parse(text));
-    return Tamsel::Create("sample", tmpfsFolder);
+    return Tamsel::Create("sample", tmpfsDirectory);
 }
 
 /// Looks up the keys of one type from one source, in one thread or two.
@@ -194,11 +194,11 @@ void CompareKeys(State& state) {
 
 void CompareLoad(State& state) {
     const Sample::SMaps maps(KeyCount(state));
-    const std::string text = WriteMap(tmpfsFolder + "etc/config/load.json", maps.defaults);
+    const std::string text = WriteMap(tmpfsDirectory + "etc/config/load.json", maps.defaults);
     TConfig config;
     const auto ours = [&] {
         config = nullptr;  // destroy the previous one outside the measured time
-        return Time([&] { config = Tamsel::CreateStaticOnly("load", tmpfsFolder); });
+        return Time([&] { config = Tamsel::CreateStaticOnly("load", tmpfsDirectory); });
     };
     Compare(
         state, 1, [&] { return Time([&] { (void)Baseline::Parse(text); }); }, ours);
@@ -207,8 +207,8 @@ void CompareLoad(State& state) {
 
 void CompareReload(State& state) {
     const Sample::SMaps maps(KeyCount(state));
-    const std::string text = WriteMap(OverlayPath(tmpfsFolder, "reload"), maps.defaults);
-    const auto config = Tamsel::Create("reload", tmpfsFolder);
+    const std::string text = WriteMap(OverlayPath(tmpfsDirectory, "reload"), maps.defaults);
+    const auto config = Tamsel::Create("reload", tmpfsDirectory);
     Compare(
         state, 1, [&] { return Time([&] { (void)Baseline::Parse(text); }); },
         [&] { return Time([&] { config->Reload(); }); });
@@ -270,7 +270,7 @@ void CompareSet(State& state, const std::string& root) {
 /// An overlay of the sample on disk that `config` changes.
 struct SOverlay {
     SOverlay(const State& state, const std::string& name)
-        : path(OverlayPath(diskFolder, name)),
+        : path(OverlayPath(diskDirectory, name)),
           text(WriteMap(path, Sample::SMaps(KeyCount(state)).defaults)) {}
 
     /// Returns the duration of a `Set` in seconds.
@@ -295,7 +295,7 @@ struct SOverlay {
 void CompareJournalledSet(State& state) {
     const SOverlay baseline(state, "baseline");
     SOverlay ours(state, "journalled");
-    ours.config = Tamsel::Extras::Open("journalled", diskFolder);
+    ours.config = Tamsel::Extras::Open("journalled", diskDirectory);
     Compare(
         state, 1,
         [&] { return Time([&] { Baseline::WriteJournalled(baseline.path, baseline.text); }); },
@@ -305,9 +305,9 @@ void CompareJournalledSet(State& state) {
 
 void CompareSets(State& state) {
     SOverlay plain(state, "plain");
-    plain.config = Tamsel::Create("plain", diskFolder);
+    plain.config = Tamsel::Create("plain", diskDirectory);
     SOverlay journalled(state, "journalled");
-    journalled.config = Tamsel::Extras::Open("journalled", diskFolder);
+    journalled.config = Tamsel::Extras::Open("journalled", diskDirectory);
     Compare(
         state, 1, [&] { return plain.TimeSet(); }, [&] { return journalled.TimeSet(); });
     plain.RequireStored();
@@ -317,7 +317,7 @@ void CompareSets(State& state) {
 void CompareTransact(State& state) {
     SOverlay overlay(state, "transact");
     const TMap map = Sample::SMaps(KeyCount(state)).defaults;
-    const auto config = Tamsel::Extras::Open("transact", diskFolder);
+    const auto config = Tamsel::Extras::Open("transact", diskDirectory);
     overlay.config = config;
     const auto change = [&](Tamsel::IConfig& draft) {
         ++overlay.value;
@@ -334,8 +334,8 @@ void CompareTransact(State& state) {
 /// not.
 void CompareMerge(State& state) {
     std::string text = Baseline::Print(Sample::ToJson(Sample::SMaps(KeyCount(state)).defaults));
-    Tamsel::Extras::CCrashSafeFileStream replaced(OverlayPath(tmpfsFolder, "replaced"));
-    Tamsel::Extras::CCrashSafeFileStream merged(OverlayPath(tmpfsFolder, "merged"));
+    Tamsel::Extras::CCrashSafeFileStream replaced(OverlayPath(tmpfsDirectory, "replaced"));
+    Tamsel::Extras::CCrashSafeFileStream merged(OverlayPath(tmpfsDirectory, "merged"));
     const auto replace = [&] { replaced.Update([&](const std::string&) { return text; }); };
     const auto merge = [&] { (void)merged.Write(text); };
     const auto first = [&] {
@@ -347,8 +347,8 @@ void CompareMerge(State& state) {
 
 void CompareHasChanged(State& state) {
     constexpr int Count = 1000;
-    const std::string path = OverlayPath(tmpfsFolder, "watch");
-    const auto config = Tamsel::Create("watch", tmpfsFolder);
+    const std::string path = OverlayPath(tmpfsDirectory, "watch");
+    const auto config = Tamsel::Create("watch", tmpfsDirectory);
     const Baseline::CWatch watch(path);
     (void)config->HasChanged();
     const auto idle = [](const auto& hasChanged) {
@@ -365,7 +365,7 @@ void CompareHasChanged(State& state) {
 /// Measures bytes instead of time: the heap that a key takes, including malloc's overhead.
 void CompareHeap(State& state) {
     const Sample::SMaps maps(KeyCount(state));
-    const std::string text = WriteMap(tmpfsFolder + "etc/config/heap.json", maps.defaults);
+    const std::string text = WriteMap(tmpfsDirectory + "etc/config/heap.json", maps.defaults);
     const auto perKey = [&](const auto& load) {
         const auto before = static_cast<double>(mallinfo2().uordblks);
         const auto kept = load();
@@ -373,7 +373,7 @@ void CompareHeap(State& state) {
     };
     Compare(
         state, 1, [&] { return perKey([&] { return Sample::ToMap(Baseline::Parse(text)); }); },
-        [&] { return perKey([] { return Tamsel::CreateStaticOnly("heap", tmpfsFolder); }); });
+        [&] { return perKey([] { return Tamsel::CreateStaticOnly("heap", tmpfsDirectory); }); });
 }
 
 template <typename TBody>
@@ -419,8 +419,8 @@ void AddFiles() {
     AddSizes("load", CompareLoad);
     AddSizes("Reload", CompareReload);
     AddSizes("Set, its text only", CompareText);
-    AddSizes("Set on tmpfs", [](State& state) { CompareSet(state, tmpfsFolder); });
-    AddSizes("Set on disk", [](State& state) { CompareSet(state, diskFolder); });
+    AddSizes("Set on tmpfs", [](State& state) { CompareSet(state, tmpfsDirectory); });
+    AddSizes("Set on disk", [](State& state) { CompareSet(state, diskDirectory); });
     AddSizes("journalled Set on disk", CompareJournalledSet);
     AddSizes("journalled Set against Set on disk", CompareSets);
     Add("Transact of 100 against journalled Set", CompareTransact)
@@ -431,12 +431,12 @@ void AddFiles() {
     Add("heap bytes a key", CompareHeap)->Iterations(1)->Arg(1000)->Arg(10000);
 }
 
-/// Creates the directories for configurations in the folder, and returns it as a root path.
-std::string Root(const std::string& folder) {
+/// Creates the directories for configurations in the directory, and returns it as a root path.
+std::string Root(const std::string& directory) {
     for (const char* const below : {"/etc/config", "/data/config"}) {
-        std::filesystem::create_directories(folder + below);
+        std::filesystem::create_directories(directory + below);
     }
-    return folder + "/";
+    return directory + "/";
 }
 
 }  // namespace
@@ -444,9 +444,9 @@ std::string Root(const std::string& folder) {
 int main(int argc, char** argv) {
     try {
         benchmark::Initialize(&argc, argv);
-        Require(argc == 3, "two folders are given");
-        diskFolder = Root(argv[1]);
-        tmpfsFolder = Root(argv[2]);
+        Require(argc == 3, "two directories are given");
+        diskDirectory = Root(argv[1]);
+        tmpfsDirectory = Root(argv[2]);
         benchmark::AddCustomContext("compiler", "g++ " __VERSION__);
         benchmark::AddCustomContext("jsoncpp", JSONCPP_VERSION_STRING);
         AddReads();

@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 set(TAMSEL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/tamsel)
 
-# Adds a library and the headers in its folder include/ to the package.
+# Adds a library and the headers in its directory include/ to the package.
 function(tamsel_install_library target)
   install(
     TARGETS ${target}

@@ -45,7 +45,7 @@ void Kill(pid_t writer) {
     if (!WIFSIGNALED(status)) throw std::runtime_error("a writer ended by itself");
 }
 
-/// \throws std::system_error somebody has the file's lock
+/// \throws std::system_error someone has the file's lock
 std::string Judge(Tamsel::IFileStream& stream) {
     std::string text;
     const bool isInterrupted = Tamsel::Extras::IsInterrupted(stream.GetPath());
@@ -79,13 +79,13 @@ std::map<std::string, int> Campaign(Tamsel::IFileStream& stream, int rounds) {
 
 int main(int argc, char** argv) try {
     if (argc != 3) {
-        std::cerr << "usage: kill_writers FOLDER ROUNDS\n";
+        std::cerr << "usage: kill_writers DIRECTORY ROUNDS\n";
         return 2;
     }
-    const std::string folder = argv[1];
+    const std::string directory = argv[1];
     const int rounds = std::stoi(argv[2]);
-    Tamsel::CFileStream plain(folder + "/plain.json");
-    CCrashSafeFileStream safe(folder + "/safe.json");
+    Tamsel::CFileStream plain(directory + "/plain.json");
+    CCrashSafeFileStream safe(directory + "/safe.json");
     const auto ofPlain = Campaign(plain, rounds);
     const auto ofSafe = Campaign(safe, rounds);
     const bool isSafe = ofSafe.size() == ofSafe.count("whole") + ofSafe.count("recovered");

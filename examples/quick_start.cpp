@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads, changes and follows a configuration, and ends at the first change that somebody else
+// Reads, changes and follows a configuration, and ends at the first change that someone else
 // makes.
 #include <poll.h>
 

@@ -11,7 +11,7 @@ using TKeys = std::unordered_set<std::string>;
 namespace {
 
 class Store : public testing::TestWithParam<bool> {
-    const CTestFolder m_folder;
+    const CTestDirectory m_directory;
 
     static std::shared_ptr<IFileStream> MakeStream(const std::string& name) {
         if (GetParam()) return std::make_shared<CFileStream>(name);
@@ -255,7 +255,7 @@ const struct {
 TEST(Faults, LeaveMemoryFileAndLocksConsistent) {
     for (const auto& row : Faults) {
         const testing::ScopedTrace trace(__FILE__, row.line, row.failing);
-        const CTestFolder folder;
+        const CTestDirectory directory;
         PutText("data/config/n.json", Old);
         const auto config = Create("n", "");
         PutText("data/config/n.json", Old);  // a notification

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Runs the examples as a user would: tests/examples_test.sh FOLDER-OF-PROGRAMS [EMULATOR...]
+# Runs the examples as a user would: tests/examples_test.sh DIRECTORY-OF-PROGRAMS [EMULATOR...]
 set -euo pipefail
 programs=$1 root=$(mktemp -d)/ run=("${@:2}")
 trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$root"' EXIT

@@ -3,7 +3,7 @@
 #include "support/test_support.h"
 
 using namespace Tamsel;
-using Factory = InTestFolder;
+using Factory = InTestDirectory;
 
 TEST_F(Factory, ConcatenatesPathsAndForwardsTheCallback) {
     std::string notified;
@@ -60,7 +60,7 @@ TEST_F(Factory, ChecksBothFilesBeforeItReadsEither) {
     };
     for (const auto& row : rows) {
         const testing::ScopedTrace trace(__FILE__, row.line, row.prepare);
-        const CTestFolder folder;
+        const CTestDirectory directory;
         EXPECT_EQ(std::system(row.prepare), 0);
         const CAsUser user(Nobody, Nobody);
         if (!user.isBound) GTEST_SKIP() << "root cannot take another user's id here";

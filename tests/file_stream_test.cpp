@@ -7,8 +7,8 @@
 #include "support/test_support.h"
 
 using namespace Tamsel;
-using FileHelper = InTestFolder;
-using FileStream = InTestFolder;
+using FileHelper = InTestDirectory;
+using FileStream = InTestDirectory;
 
 TEST_F(FileHelper, ReportsThePermissionsOfAnOrdinaryUser) {
     const struct {
@@ -22,7 +22,7 @@ TEST_F(FileHelper, ReportsThePermissionsOfAnOrdinaryUser) {
         {__LINE__, 0444, "file", true, true, false, false, 3},
         {__LINE__, 0222, "file", true, false, false, true, 77},
         {__LINE__, 0, "missing", false, false, false, true, 77},
-        {__LINE__, 0, "no/folder", false, false, false, false, 77},
+        {__LINE__, 0, "no/directory", false, false, false, false, 77},
         // A directory opens, and reads as empty.
         {__LINE__, 0777, ".", true, true, true, false, 4294967295},
     };
@@ -103,7 +103,7 @@ TEST_F(FileStream, ReportsWritesToTheFileAndFollowsNoRename) {
         EXPECT_TRUE(stream.Write("whatever the path names"));
         EXPECT_EQ(stream.HasChanged(), row.isKept);
     }
-    CFileStream folder(".");
+    CFileStream directory(".");
     PutText("created", "");
-    EXPECT_THROW(folder.HasChanged(), CInotifyHandlingError);
+    EXPECT_THROW(directory.HasChanged(), CInotifyHandlingError);
 }

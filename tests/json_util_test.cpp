@@ -94,7 +94,7 @@ TEST(ConfigFile, IsNeverTruncatedWhenOutOfMemory) {
 
 TEST(ConfigFile, OfTheCorpusIsReadOrRejected) {
     for (const auto& entry :
-         std::filesystem::directory_iterator(TAMSEL_TEST_FOLDER "/fuzz/corpus")) {
+         std::filesystem::directory_iterator(TAMSEL_TEST_DIRECTORY "/fuzz/corpus")) {
         const std::string text = TextOf(entry.path());
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
     }

@@ -16,7 +16,7 @@ namespace {
 
 const char* const Path = "data/config/n.json";
 
-class Processes : public InTestFolder {
+class Processes : public InTestDirectory {
 protected:
     /// Waits until another process has made the file, ten seconds at most.
     static void Await(const std::string& file) {

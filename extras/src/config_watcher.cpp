@@ -9,8 +9,8 @@
 
 #include <tamsel/errors.h>
 
+#include "directory_watch.h"
 #include "document_text.h"
-#include "folder_watch.h"
 #include "journal.h"
 #include "safe_config.h"
 #include "system.h"
@@ -186,7 +186,7 @@ private:
     TConfigMap m_values;
     std::string m_problem;
     std::shared_ptr<IConfig> m_config;  // can be null
-    CFolderWatch m_watch;
+    CDirectoryWatch m_watch;
     const CTimer m_timer;
     const CDescriptor m_epoll{epoll_create1(EPOLL_CLOEXEC)};
     TClock::time_point m_lastChange = TClock::now();

@@ -4,8 +4,8 @@
 #include <tamsel/errors.h>
 #include <tamsel/file_util.h>
 
+#include "directory_watch.h"
 #include "document_text.h"
-#include "folder_watch.h"
 #include "journal.h"
 #include "system.h"
 
@@ -40,7 +40,7 @@ CCrashSafeFileStream::CCrashSafeFileStream(const std::string& path,
     : m_givenPath(path),
       m_path(Opened(CanonicalPath(path), path, lockLimit)),
       m_lockLimit(lockLimit),
-      m_watch(std::make_unique<CFolderWatch>(m_path)) {}
+      m_watch(std::make_unique<CDirectoryWatch>(m_path)) {}
 
 CCrashSafeFileStream::~CCrashSafeFileStream() = default;
 

@@ -27,7 +27,8 @@ constexpr std::string_view Magic = "tamsel-journal-1";
 
 std::string JournalOf(const std::string& path) { return path + ".journal"; }
 
-/// Not `Tamsel::Exists`, which checks for the real user: a file that he cannot see is not missing.
+/// Not `Tamsel::Exists`, which checks for the real user: a file hidden from that user is not
+/// missing.
 bool IsMissing(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) != 0 && errno == ENOENT;
@@ -116,11 +117,11 @@ std::string ValidText(const std::string& journal, const std::string& text) {
     return change && IsInside(change->newText, change->oldText, text) ? change->newText : text;
 }
 
-void SynchronizeFolder(const std::string& path) {
-    const std::string folder = FolderOf(path);
-    const CDescriptor descriptor(
-        Checked(folder, [&] { return open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    Checked(folder, [&] { return fsync(descriptor.Get()); });
+void SynchronizeDirectory(const std::string& path) {
+    const std::string directory = DirectoryOf(path);
+    const CDescriptor descriptor(Checked(
+        directory, [&] { return open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    Checked(directory, [&] { return fsync(descriptor.Get()); });
 }
 
 /// Throws unless `path` is the only name of the open journal, and no symbolic link: the owner of
@@ -147,7 +148,7 @@ bool Complete(const CFileLock& journal, const std::string& path, TLimit limit) {
         valid == text ? document.Synchronize() : document.Write(valid);
     }
     // A document that was removed or replaced must not reappear after the journal is truncated.
-    SynchronizeFolder(path);
+    SynchronizeDirectory(path);
     journal.Write("");
     return true;
 }
@@ -183,9 +184,9 @@ void CreateEmpty(const std::string& path) {
     const CDescriptor file(Uninterrupted([&] { return open(path.c_str(), flags, 0666); }));
     if (file.Get() < 0 && errno == EEXIST) return;
     if (file.Get() < 0) ThrowErrno(path);
-    struct stat folder {};
-    if (geteuid() == 0 && stat(FolderOf(path).c_str(), &folder) == 0) {
-        (void)!fchown(file.Get(), folder.st_uid, folder.st_gid);
+    struct stat directory {};
+    if (geteuid() == 0 && stat(DirectoryOf(path).c_str(), &directory) == 0) {
+        (void)!fchown(file.Get(), directory.st_uid, directory.st_gid);
     }
 }
 
@@ -229,11 +230,11 @@ std::string CanonicalPath(const std::string& path) {
     if (const TPath file(realpath(path.c_str(), nullptr), &std::free); file) return file.get();
     char target[PATH_MAX] = {};
     if (errno == ENOENT && readlink(path.c_str(), target, sizeof target - 1) > 0) {
-        return CanonicalPath(*target == '/' ? target : FolderOf(path) + target);
+        return CanonicalPath(*target == '/' ? target : DirectoryOf(path) + target);
     }
-    const TPath folder(realpath(FolderOf(path).c_str(), nullptr), &std::free);
-    if (!folder) return path;
-    return std::string(folder.get()).append("/").append(path, path.rfind('/') + 1);
+    const TPath directory(realpath(DirectoryOf(path).c_str(), nullptr), &std::free);
+    if (!directory) return path;
+    return std::string(directory.get()).append("/").append(path, path.rfind('/') + 1);
 }
 
 void OpenDocument(const std::string& path, TLimit limit) {
@@ -311,12 +312,12 @@ void CDocumentChange::Undo(const std::string& text) const try {
 }
 
 void CDocumentChange::SynchronizeEntries(TEntries& synchronized) const {
-    const std::string folder = FolderOf(m_path);
+    const std::string directory = DirectoryOf(m_path);
     struct stat status {};
-    Checked(folder, [&] { return stat(folder.c_str(), &status); });
+    Checked(directory, [&] { return stat(directory.c_str(), &status); });
     const TEntries entries(status.st_ino, Nanoseconds(status.st_ctim));
     if (entries == synchronized) return;
-    SynchronizeFolder(m_path);
+    SynchronizeDirectory(m_path);
     // The second of two changes within one tick of the file system's clock, at most a second, does
     // not alter the directory's time.
     timespec now{};

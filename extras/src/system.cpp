@@ -9,7 +9,7 @@
 
 namespace Tamsel::Extras {
 
-std::string FolderOf(const std::string& path) {
+std::string DirectoryOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }

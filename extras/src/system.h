@@ -30,7 +30,7 @@ private:
 };
 
 /// Returns the directory of a file, with a trailing slash; "./" for a name without one.
-std::string FolderOf(const std::string& path);
+std::string DirectoryOf(const std::string& path);
 
 /// Returns the path of a configuration's file in "etc" or "data", as `Create` composes it.
 std::string FileIn(const char* layer, const std::string& name, const std::string& rootPath,

@@ -53,7 +53,7 @@ const struct {
     {__LINE__, [] { PutText(Overlay, ""); }, R"({"d":1})"},
 };
 
-class ConfigWatcher : public InTestFolder {
+class ConfigWatcher : public InTestDirectory {
 protected:
     /// Waits for changes and stores them in `m_changes`. Returns false after the time limit.
     bool Wait(std::chrono::milliseconds limit) {

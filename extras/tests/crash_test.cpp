@@ -23,7 +23,7 @@ struct SChange {
     friend void PrintTo(const SChange& row, std::ostream* out) { *out << "line " << row.line; }
 };
 
-/// After a change, somebody else removes the overlay and creates it again, often as the
+/// After a change, someone else removes the overlay and creates it again, often as the
 /// same inode and, for `isAtOnce`, within a tick of the file system's clock.
 void Remake(CSafeConfig& config, bool isAtOnce) {
     auto time = std::filesystem::last_write_time("data/config");
@@ -183,7 +183,7 @@ protected:
         return answer;
     }
 
-    const CTestFolder m_folder;
+    const CTestDirectory m_directory;
     const CHook m_hook{[this](const SCall& call) { return Answer(call); }};
     int m_nth = INT_MAX, m_error = 0;
     bool m_isLasting = false;

@@ -7,7 +7,7 @@ namespace {
 
 using Tamsel::Extras::TKey;
 
-class Keys : public InTestFolder {};
+class Keys : public InTestDirectory {};
 
 enum class EMode { Dhcp, Fixed, Nameless };
 constexpr auto EnumNames(EMode) {
@@ -54,7 +54,7 @@ TEST_F(Keys, StoreEveryType) {
     ExpectStored<double>({0.1, 3.0, 1e300, 5e-324}, "true", "a Double");
     ExpectStored<std::string>({"attic", "", std::string("\0", 1)}, "5", "a String");
     ExpectStored<EMode>({EMode::Fixed, EMode::Dhcp}, "\"static\"", "one of dhcp fixed");
-    ExpectStored<std::vector<bool>>({{true, false}, {}}, "[1]", "a list, each a Bool");
+    ExpectStored<std::vector<bool>>({{true, false}, {}}, "[1]", "an array, each a Bool");
     using TMap = std::map<std::string, float>;
     ExpectStored<TMap>({{{"x", 1.5F}}}, "{\"x\":null}", "an object, each member a Float");
 }

@@ -15,7 +15,7 @@ namespace {
 using Tamsel::IConfig;
 using Tamsel::Extras::CSafeConfig;
 
-class SafeConfig : public InTestFolder {};
+class SafeConfig : public InTestDirectory {};
 
 void Increment(IConfig& config, const std::string& key) { config.Set(key, config.Get(key, 0) + 1); }
 
@@ -264,7 +264,7 @@ TEST_F(SafeConfig, JournalIsNoMoreAccessibleThanTheOverlay) {
     }
 }
 
-TEST_F(SafeConfig, WorksForReadersAndTheOwnerOfTheFolder) {
+TEST_F(SafeConfig, WorksForReadersAndTheOwnerOfTheDirectory) {
     const CHook fast;
     const auto asNobody = [](const std::function<void()>& work) {
         const CAsUser user(Nobody, Nobody);

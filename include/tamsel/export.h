@@ -5,7 +5,7 @@
 #error "libtamsel needs C++17: compile with -std=c++17 or later"
 #endif
 
-/// Marks what leaves the shared library; everything else is compiled hidden.
+/// Marks what the shared library exports; everything else is compiled hidden.
 #define TAMSEL_API __attribute__((visibility("default")))
 
 /// Marks a private member of an exported class that stays inside the shared library.

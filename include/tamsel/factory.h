@@ -64,7 +64,7 @@ TAMSEL_API std::shared_ptr<IReadOnlyConfig> CreateStaticOnly(const std::string& 
 /// Access to the defaults file is checked before the overlay is touched, and to both before either
 /// is parsed, so a defaults file that does not parse can leave a new, empty overlay file behind.
 ///
-/// \warning An empty overlay file, for example after a power failure during a `Set`, is an overlay
+/// \warning An empty overlay file, for example after a power cut during a `Set`, is an overlay
 /// without changes and not an error. A truncated one does not parse, and `Create` throws until it
 /// is repaired or emptied.
 ///

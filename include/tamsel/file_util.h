@@ -29,8 +29,8 @@ TAMSEL_API bool IsReadWritable(const std::string& path);
 /// Reads the whole file into `content`. Returns true if it could be opened; if not, `content` is
 /// empty.
 ///
-/// Takes no lock: during a `WriteFile` of the same file, the text can be empty, truncated, or begun
-/// by one write and ended by the next. A read error after opening is not reported: `content` then
+/// Takes no lock: during a `WriteFile` of the same file, the text can be empty, truncated, or a
+/// mixture of two consecutive writes. A read error after opening is not reported: `content` then
 /// contains the bytes before it. A directory can be opened and reads as empty.
 TAMSEL_API bool ReadFile(const std::string& path, std::string& content);
 
@@ -53,7 +53,7 @@ TAMSEL_API bool ReadFile(const std::string& path, std::string& content);
 /// the stdio buffer (4096 bytes with glibc on most file systems), is reported as written, but the
 /// file is truncated, or empty if that part was the whole text.
 ///
-/// \warning Not atomic: a crash, a kill or a power failure between the truncation and the end of
+/// \warning Not atomic: a crash, a kill or a power cut between the truncation and the end of
 /// the synchronisation can leave the file empty or truncated.
 ///
 /// \warning The descriptor is closed on `exec`, but a child that another thread forks during the

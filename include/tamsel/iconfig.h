@@ -38,8 +38,8 @@ public:
     /// on both, pass a parameter type itself, for example `5LL`.
     ///
     /// \throws CTypeError the stored value has another type; never from the `Json::Value` overload
-    /// \throws std::system_error only from an overlayed configuration, with glibc: the calling
-    /// thread already holds its lock, because it runs the change callback or a stream of it
+    /// \throws std::system_error only from a configuration with an overlay, with glibc: the calling
+    /// thread already holds its lock, because it is inside the change callback or a stream
     virtual bool Get(const std::string& key, bool defaultValue) const = 0;
 
     /// \name Overloads of Get
@@ -84,7 +84,7 @@ public:
 /// \warning A change rewrites the whole overlay file from memory, so it discards what another
 /// process wrote since this object last read the file. If several processes change one
 /// configuration, call `Reload` immediately before each change; even then, the last writer wins.
-/// See `WriteFile` for what a power failure or a full disk does to the file, and
+/// See `WriteFile` for what a power cut or a full disk does to the file, and
 /// `JsonUtil::WriteConfig` for which comments a rewrite keeps.
 class TAMSEL_API IConfig : public IReadOnlyConfig {
 public:
@@ -155,7 +155,7 @@ public:
     ///
     /// Takes no file lock. During a write by another process or object, the file may be empty,
     /// which reads as an overlay without keys and is not an error; or truncated, which throws; or,
-    /// during two consecutive writes, begun by one and ended by the other, which may even parse.
+    /// during two consecutive writes, a mixture of both, which can even parse.
     /// Unless that writer dies during the write, a later `HasChanged` returns true.
     ///
     /// \warning A file that cannot be opened, for example because the process is out of file

@@ -14,7 +14,7 @@ namespace Tamsel {
 /// elsewhere, or to test.
 ///
 /// Streams are shared by `std::shared_ptr`. Their text is bytes, without any conversion of
-/// character sets or line ends. An overlayed configuration never calls `Read` and `Write`
+/// character sets or line ends. A `COverlayedConfig` never calls `Read` and `Write`
 /// concurrently, but it calls `HasChanged` and `GetFileSize` from any thread, concurrently with
 /// them. It calls `Read` and `Write` while it is locked, so they must not call it. The order of the
 /// virtual functions is part of the binary interface.

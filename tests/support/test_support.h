@@ -53,12 +53,12 @@ inline int CountDescriptors() {
     return count;
 }
 
-/// During a test, the working directory is a private folder for the files of configurations,
+/// During a test, the working directory is a private directory for the files of configurations,
 /// accessible to every user. At its end, no file there must be locked and no descriptor leaked;
-/// then the folder is removed.
-class CTestFolder {
+/// then the directory is removed.
+class CTestDirectory {
 public:
-    CTestFolder() {
+    CTestDirectory() {
         if (mkdtemp(m_path.data()) == nullptr) {
             throw std::system_error(errno, std::generic_category(), "mkdtemp " + m_path);
         }
@@ -69,7 +69,7 @@ public:
             std::filesystem::permissions(path, std::filesystem::perms::all);
         }
     }
-    ~CTestFolder() {
+    ~CTestDirectory() {
         EXPECT_EQ(CountDescriptors(), m_descriptors) << "open descriptors";
         for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path)) {
             const int file = entry.is_regular_file() ? open(entry.path().c_str(), O_RDONLY) : -1;
@@ -79,7 +79,7 @@ public:
         std::filesystem::current_path(m_before);
         std::filesystem::remove_all(m_path);
     }
-    CTestFolder(const CTestFolder&) = delete;
+    CTestDirectory(const CTestDirectory&) = delete;
 
 private:
     const int m_descriptors = CountDescriptors();
@@ -87,8 +87,8 @@ private:
     std::string m_path = std::filesystem::temp_directory_path() / "tamsel-XXXXXX";
 };
 
-class InTestFolder : public testing::Test {
-    const CTestFolder m_folder;
+class InTestDirectory : public testing::Test {
+    const CTestDirectory m_directory;
 };
 
 /// Starts a child process that runs `work` and exits with 0 when that returns true.

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# tamselctl_test.sh LIBRARY-FOLDER [EMULATOR...] TOOL: runs every command of tamselctl.txt against the
+# tamselctl_test.sh LIBRARY-DIRECTORY [EMULATOR...] TOOL: runs every command of tamselctl.txt against the
 # tool and compares the results.
 #
 # A line beginning with --- begins a section in an empty root directory; words in brackets are what

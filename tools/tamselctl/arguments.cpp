@@ -59,7 +59,7 @@ void CArguments::AddCommon(SCommon& common) {
                      "Directory in etc/ and data/ (default config)")
         ->type_name("DIR");
     AddFlag("--json", common.asJson, "Print JSON, for programs");
-    AddSeconds("--wait", common.wait, "Wait at most so long for a lock (default: no limit)");
+    AddSeconds("--wait", common.wait, "Wait at most this long for a lock (default: no limit)");
 }
 
 void CArguments::AddVersion(const std::string& version) {

@@ -30,7 +30,8 @@ using TMap = Tamsel::TConfigMap;
 using TLimit = std::chrono::milliseconds;
 using Tamsel::Extras::CFileLock;
 
-/// Returns the new text of the overlay for its current one. Called twice: has no side effects.
+/// Returns the new text of the overlay for its current one. Called twice, so must have no side
+/// effects.
 using TChange = std::function<std::string(const std::string& text)>;
 
 std::string PrintMap(const TMap& map) {
@@ -335,7 +336,7 @@ TRun PrepareRecover(CArguments& arguments, const SCommon& common) {
     arguments.AddWords("NAME", *names, false, "Configurations; all if none is given");
     return [names, &common] {
         if (!names->empty()) return RecoverAll(common, *names);
-        // Of either: the journal of a symbolic link is elsewhere, and an overlay may be missing.
+        // From both: a symbolic link's journal is elsewhere, and an overlay can be missing.
         auto all = NamesIn(OverlayDirectory(common), ".json");
         all.merge(NamesIn(OverlayDirectory(common), ".json.journal"));
         return RecoverAll(common, TWords(all.begin(), all.end()));

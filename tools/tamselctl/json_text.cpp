@@ -34,7 +34,7 @@ std::size_t SkipDigits(const std::string& text, std::size_t at) {
     return std::min(text.find_first_not_of("0123456789", at), text.size());
 }
 
-/// Returns true if a token is a number of RFC 8259; jsoncpp also accepts +5, 01 and 5.
+/// Returns true if a token is a number of RFC 8259; jsoncpp accepts `+5`, `01` and `5.` too.
 bool IsNumber(const std::string& token) {
     const std::size_t begin = token[0] == '-' ? 1 : 0;
     std::size_t at = SkipDigits(token, begin);

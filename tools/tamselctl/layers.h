@@ -43,7 +43,7 @@ std::string OverlayDirectory(const SCommon& common);
 /// Returns true if a file or directory exists. \throws CFailure that cannot be determined
 bool IsThere(const std::string& path);
 
-/// Throws `CFailure` unless the configuration has a file, which reports a mistyped name.
+/// Throws `CFailure` unless the configuration has a file, to catch a mistyped name.
 void RequireFile(const std::string& name, const SFiles& files, const std::string& hint = "");
 
 /// Reads the whole text of a file; "" if it is missing. Creates nothing.
@@ -53,7 +53,7 @@ std::string ReadText(const SCommon& common, const std::string& path);
 /// Parses the text of a file. \throws CFailure it does not parse
 Tamsel::TConfigMap ParseDefaults(const std::string& path, const std::string& text);
 
-/// The same for an overlay: the message also tells how to repair it.
+/// The same for an overlay: the message also says how to repair it.
 Tamsel::TConfigMap ParseOverlay(const std::string& path, const std::string& text);
 
 /// Reads both files, each once.

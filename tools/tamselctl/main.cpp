@@ -52,7 +52,7 @@ TWords::iterator FindCommand(TWords& words) {
     return word;
 }
 
-/// Builds the command line of this command only, because that dominates the start.
+/// Builds the command line of this command only: building all would dominate the start.
 EExit RunCommand(const SCommand& command, TWords words) {
     SCommon common;
     CArguments arguments(std::string("tamselctl ") + command.name, command.summary, ExitCodes);

@@ -37,7 +37,7 @@ private:
     const TAnswer m_outer;
 };
 
-// In the test's folder, for a configuration called "unit".
+// In the test's directory, for a configuration called "unit".
 const std::string Overlay = "data/config/unit.json";
 const std::string Journal = Overlay + ".journal";
 

@@ -63,7 +63,7 @@ complete -c tamselctl -f
 complete -c tamselctl -l root -xa '(__fish_complete_directories)' -d 'Prefix of etc/ and data/'
 complete -c tamselctl -l subdir -x -d 'Directory in etc/ and data/'
 complete -c tamselctl -l json -d 'Print JSON, for programs'
-complete -c tamselctl -l wait -x -d 'Wait at most so long for a lock'
+complete -c tamselctl -l wait -x -d 'Wait at most this long for a lock'
 complete -c tamselctl -s h -l help -d 'Print a short help'
 complete -c tamselctl -l version -d 'Print the version'
 

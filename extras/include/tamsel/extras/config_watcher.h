@@ -14,19 +14,19 @@ namespace Tamsel::Extras {
 
 /// Follows a configuration: a descriptor for your `poll` or `epoll`, and what changed.
 ///
-/// Reports only states that somebody wrote as a whole, and always the last one; states that follow
+/// Reports only states that someone wrote as a whole, and always the last one; states that follow
 /// one another quickly can be reported as one. It waits for writers that take no lock, such as
-/// `cp`: a file that was modified but not closed, and one that is empty, missing or does not parse,
-/// is believed after 200 ms without another event. It follows the path: the file and its directory
-/// can be renamed, removed and created again. A file that cannot be read changes nothing, see
-/// `Problem`.
+/// `cp`: a file that was modified but not closed, and one that is empty or missing, or does not
+/// parse, is accepted after 200 ms without another event. It follows the path: the file and its
+/// directory can be renamed, removed and created again. A file that cannot be read changes nothing,
+/// see `Problem`.
 ///
 /// The defaults are read once. It writes nothing, except to complete an interrupted change. Not
 /// thread-safe, but other threads can use the configuration. Owns an inotify instance and two other
 /// descriptors, all closed on `exec`.
 ///
 /// \warning A writer without a lock that pauses for more than 200 ms, or while another program
-/// closes the file, is taken for finished if what it has written so far parses.
+/// closes the file, is considered finished if what it has written so far parses.
 class CConfigWatcher {
 public:
     /// The value of one key, before and after; none while `Get` returns the caller's default.
@@ -43,9 +43,9 @@ public:
     explicit CConfigWatcher(const std::shared_ptr<CSafeConfig>& config);
 
     /// Follows the configuration with these files, as for `Create`. Creates nothing: the overlay
-    /// and its directory can be missing. Reloads `config`, if it is not null, when the overlay has
-    /// changed: a configuration that `Create` returned for the same arguments. As that reads
-    /// without a lock, it can have half a write of `cp` for a moment, which is not reported.
+    /// and its directory can be missing. `config`, if not null, is what `Create` returned for the
+    /// same arguments; it is reloaded when the overlay has changed. As that reads without a lock,
+    /// it can have half a write of `cp` for a moment, which is not reported.
     ///
     /// \throws CInotifyHandlingError inotify is not available
     /// \throws CAccessDenied the defaults file is not readable
@@ -63,8 +63,8 @@ public:
     int Descriptor() const;
 
     /// Returns what changed since the previous call, or since construction, sorted by key; often
-    /// nothing. Can be called at any time. Blocks for a few milliseconds at most, or, with a
-    /// configuration of `Create`, while that is being changed.
+    /// nothing. Can be called at any time. Waits at most 10 ms for each lock, or, with a
+    /// configuration of `Create`, until that is not being changed.
     ///
     /// \throws CInotifyHandlingError the notifications cannot be read
     std::vector<SChange> Changes();

@@ -15,9 +15,9 @@
 
 namespace Tamsel::Extras {
 
-class CFolderWatch;
+class CDirectoryWatch;
 
-/// A stream over a file that is read, written and watched. A crash, a kill or a power failure
+/// A stream over a file that is read, written and watched. A crash, a kill or a power cut
 /// during a write leaves the old text or the new one, never a part.
 ///
 /// Use it below a `COverlayedConfig` in place of `CFileStream`; `Open` does, and more. Next to the
@@ -37,8 +37,8 @@ class CFolderWatch;
 /// truncated. `cp` and shell redirection do the same and take no lock; deliver files by
 /// `flock FILE cp NEW FILE`.
 ///
-/// \warning Run `Recover` before such programs and deliveries. A file that is empty, or all of
-/// whose bytes are those of the old or of the new text at their positions, counts as an interrupted
+/// \warning Run `Recover` before such programs and deliveries. A file that is empty, does not
+/// parse, or has only bytes of the old or the new text at their positions, counts as an interrupted
 /// write until then, and gets the new text.
 class CCrashSafeFileStream : public IFileStream {
 public:
@@ -46,9 +46,9 @@ public:
     /// Completes an interrupted change. Accepts files that are readable but not writable: `Write`
     /// then throws. Without inotify, everything but `HasChanged` works.
     ///
-    /// \throws CAccessDenied a file is missing and cannot be created; `what()` ends with the
-    /// system's reason
-    /// \throws std::system_error with the code `std::errc::timed_out`: somebody else had a lock for
+    /// \throws CAccessDenied a file is missing and cannot be created, or the journal is a link;
+    /// `what()` ends with the system's reason
+    /// \throws std::system_error with the code `std::errc::timed_out`: someone else had a lock for
     /// all of `lockLimit`. So does every operation that reads or writes
     explicit CCrashSafeFileStream(const std::string& path,
                                   std::chrono::milliseconds lockLimit = NoTimeLimit);
@@ -86,7 +86,7 @@ public:
     bool Write(const std::string& content) override;
 
     /// Replaces the text with what `change` returns for the current one, under the lock: no other
-    /// process or thread changes the file in between. `change` must not use this file otherwise.
+    /// process or thread changes the file in between. `change` must not access the file.
     ///
     /// Throws as `Write`. An exception of `change` propagates, and nothing has changed.
     void Update(const std::function<std::string(const std::string& text)>& change);
@@ -100,7 +100,7 @@ public:
     bool HasChanged() override;
 
 protected:
-    /// The text that this object last read or wrote, to which `Write` takes the difference.
+    /// The text that this object last read or wrote, from which `Write` computes the difference.
     std::string KnownText() const;
     /// Sets the text that `KnownText` returns.
     void SetKnownText(const std::string& text);
@@ -109,7 +109,7 @@ private:
     const std::string m_givenPath;
     const std::string m_path;
     const std::chrono::milliseconds m_lockLimit;
-    const std::unique_ptr<CFolderWatch> m_watch;
+    const std::unique_ptr<CDirectoryWatch> m_watch;
     mutable std::mutex m_mutex;
     std::optional<std::string> m_knownText;                  // guarded by m_mutex
     std::pair<std::uint64_t, std::uint64_t> m_synchronized;  // guarded by m_mutex
@@ -122,7 +122,7 @@ private:
 std::string ReadText(const std::string& path, std::chrono::milliseconds lockLimit = NoTimeLimit);
 
 /// Completes an interrupted change of the overlay file at `path`, so that programs on the bare
-/// library find it whole. Returns true if there was one; if not, this is fast and touches nothing.
+/// library find it whole. Returns true if there was one; if not, this is fast and changes nothing.
 /// Run it at boot, before such programs start: `tamselctl recover` does.
 ///
 /// \throws std::system_error a file cannot be opened, locked or written; the change remains to be

@@ -18,7 +18,8 @@ constexpr std::chrono::milliseconds NoTimeLimit = std::chrono::milliseconds::max
 ///
 /// The lock belongs to this object: it excludes other threads just as other processes. The kernel
 /// releases it when the process ends in any way. The descriptor is closed on `exec`. A child of
-/// `fork` shares the lock: if the parent is killed, the lock remains until the child ends.
+/// `fork` shares the lock: if the parent is killed, the lock remains until the child calls `exec`
+/// or exits.
 ///
 /// \warning While you have a lock on an overlay file, changing it by the bare library blocks
 /// indefinitely, in your own thread too.

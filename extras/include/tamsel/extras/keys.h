@@ -178,7 +178,7 @@ struct SStored<std::vector<T>> {
         }
         return true;
     }
-    static std::string Expected() { return "a list, each " + SStored<T>::Expected(); }
+    static std::string Expected() { return "an array, each " + SStored<T>::Expected(); }
 };
 
 template <typename T>
@@ -230,8 +230,8 @@ struct SParameter {
 /// \endcond
 
 /// The name of a key, with the type and the default of its value. A constant: it refers to the name
-/// and to a text default, which must outlive it, as literals do. The default of a list, a map or a
-/// `Json::Value` is empty.
+/// and to a text default, which must outlive it, as literals do. The default of a vector, a map or
+/// a `Json::Value` is empty.
 template <typename T>
 struct TKey {
     static_assert(sizeof(Detail::SStored<T>) != 0);

@@ -17,7 +17,7 @@ public:
     /// A document with this content.
     explicit CMemoryStream(std::string content = "") : text(std::move(content)) {}
 
-    /// The document. Assign it to play another process, then call `Reload`.
+    /// The document. Assign it to simulate another process, then call `Reload`.
     std::string text;
 
     /// What error messages call the document.

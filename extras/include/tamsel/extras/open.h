@@ -20,7 +20,7 @@ namespace Tamsel::Extras {
 ///
 /// Thread-safe. It fulfils the contract of `IConfig`, with these differences:
 ///
-/// - After a crash, a kill or a power failure during a change, the overlay has the state before the
+/// - After a crash, a kill or a power cut during a change, the overlay has the state before the
 ///   change or the one after it. When a change that has an effect returns, storage has it.
 /// - A change applies to what the overlay file contains at that moment: changes of different keys
 ///   by several processes all remain, and of changes of one key the last one wins. `Erase` removes
@@ -31,8 +31,8 @@ namespace Tamsel::Extras {
 /// - A value that could not be read again, an infinity, a NaN, text that is not UTF-8 or more than
 ///   998 nested levels, throws `std::invalid_argument` before anything is touched.
 /// - Waiting for a lock on the files can be limited, see `Open`.
-/// - A change throws `CAccessDenied` if the file cannot be read, and `CInvalidConfig` if a writer
-///   without a lock changed it at the same moment.
+/// - `Set` and `Restore` throw `CAccessDenied` if the file cannot be read. A change throws
+///   `CInvalidConfig` if a writer without a lock changed the file at the same moment.
 /// - `Reload` locks the file, so it never reads half a write of this library; if the file cannot be
 ///   read, it throws `CAccessDenied` and memory is unchanged.
 /// - `HasChanged` follows the path, also when the file is replaced or removed. Symbolic links and
@@ -56,8 +56,8 @@ public:
     /// `Reload` discards the changes so far, and its `HasChanged` returns false. Changing this
     /// object inside `change`, by a nested `Transact` or `Reload` too, throws `std::system_error`
     /// with the code `std::errc::resource_deadlock_would_occur`; its `Get` and `Exists` work as
-    /// ever. Another object for the same file must not be used inside: it would wait for the lock
-    /// of this one.
+    /// ever. Another object for the same file must not be used inside: it would wait for this one
+    /// until its `lockLimit`, or indefinitely.
     ///
     /// Throws as `Reload` and `Set`. An exception of `change` propagates, and so does one of the
     /// change callback; with the latter, the changes are written and visible.
@@ -73,8 +73,9 @@ protected:
 /// watches it. Also creates the journal of the overlay, and completes an interrupted change.
 /// Accepts an overlay and a journal that are readable but not writable.
 ///
-/// This and every operation wait for each lock for at most `lockLimit`; then they throw
-/// `std::system_error` with the code `std::errc::timed_out`, and nothing has changed.
+/// This and every operation that reads or writes the files wait for each lock for at most
+/// `lockLimit`; then they throw `std::system_error` with the code `std::errc::timed_out`, and
+/// nothing has changed.
 ///
 /// \throws CAccessDenied a file is not readable, or the overlay or its journal is missing and
 /// cannot be created; `what()` ends with the system's reason

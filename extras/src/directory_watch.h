@@ -19,9 +19,9 @@ struct SFileEvents {
 /// Watches the path of a file, by an inotify instance on its directory, closed on `exec`. The watch
 /// survives the removal or replacement of the file, and that of the directory from the next `Take`
 /// on. Thread-safe; threads that call `Take` concurrently share the notifications.
-class CFolderWatch {
+class CDirectoryWatch {
 public:
-    explicit CFolderWatch(const std::string& path);
+    explicit CDirectoryWatch(const std::string& path);
 
     /// Readable while there are notifications. Negative if inotify is not available.
     int Descriptor() const { return m_inotify.Get(); }
@@ -37,7 +37,7 @@ private:
     void Watch();
     void Note(const inotify_event& event, SFileEvents& events);
 
-    const std::string m_folder;
+    const std::string m_directory;
     const std::string m_name;
     const CDescriptor m_inotify;
     std::atomic<int> m_watch = -1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "folder_watch.h"
+#include "directory_watch.h"
 
 #include <sys/inotify.h>
 
@@ -19,19 +19,19 @@ constexpr std::uint32_t LossMask = IN_IGNORED | IN_UNMOUNT | IN_DELETE_SELF | IN
 
 }  // namespace
 
-CFolderWatch::CFolderWatch(const std::string& path)
-    : m_folder(FolderOf(path)),
+CDirectoryWatch::CDirectoryWatch(const std::string& path)
+    : m_directory(DirectoryOf(path)),
       m_name(path.substr(path.rfind('/') + 1)),
       m_inotify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     Watch();
 }
 
-void CFolderWatch::Watch() {
-    m_watch = inotify_add_watch(m_inotify.Get(), m_folder.c_str(),
+void CDirectoryWatch::Watch() {
+    m_watch = inotify_add_watch(m_inotify.Get(), m_directory.c_str(),
                                 ChangeMask | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF);
 }
 
-void CFolderWatch::Note(const inotify_event& event, SFileEvents& events) {
+void CDirectoryWatch::Note(const inotify_event& event, SFileEvents& events) {
     if ((event.mask & LossMask) != 0) {
         (void)inotify_rm_watch(m_inotify.Get(), event.wd);
         m_watch = -1;
@@ -44,7 +44,7 @@ void CFolderWatch::Note(const inotify_event& event, SFileEvents& events) {
     }
 }
 
-SFileEvents CFolderWatch::Take() {
+SFileEvents CDirectoryWatch::Take() {
     if (Descriptor() < 0) throw CInotifyHandlingError("Failed to init inotify");
     SFileEvents events;
     alignas(inotify_event) char buffer[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
