@@ -46,6 +46,7 @@ int OpenLocked(const std::string& path, CFileLock::EMode mode, TLimit limit) {
         const bool isLocked =
             limit != NoTimeLimit ? LockBefore(deadline, file.Get(), operation)
                                  : Uninterrupted([&] { return flock(file.Get(), operation); }) == 0;
+        if (!isLocked && errno == ETIMEDOUT) ThrowError(ETIMEDOUT, "'" + path + "' is locked");
         if (!isLocked) ThrowErrno(path);
         if (IsCurrent(path, file.Get())) return file.Release();
     }

@@ -59,7 +59,10 @@ std::string ReadDefaultsFile(const std::string& path) {
 
 std::string Describe(const char* message, const std::string& path, const std::system_error& error) {
     if (error.code() == std::errc::timed_out) throw error;
-    return std::string(message).append(" '").append(path).append("': ").append(error.what());
+    const std::string named = std::string("'").append(path).append("': ");
+    std::string reason = error.what();
+    if (reason.compare(0, named.size(), named) == 0) reason.erase(0, named.size());
+    return std::string(message).append(" ").append(named).append(reason);
 }
 
 }  // namespace Tamsel::Extras

@@ -71,8 +71,8 @@ auto Checked(const std::string& path, TCall call) {
     return result;
 }
 
-/// Returns "MESSAGE 'PATH': REASON". Throws the error again if a lock was not acquired in time,
-/// which is not a failure of the file.
+/// Returns "MESSAGE 'PATH': REASON"; the reason begins with a path if it is about another file.
+/// Throws the error again if a lock was not acquired in time, which is not a failure of the file.
 std::string Describe(const char* message, const std::string& path, const std::system_error& error);
 
 /// Returns the result of `work`, and turns a `std::system_error` into `TError`, see `Describe`.
