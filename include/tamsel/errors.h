@@ -7,8 +7,9 @@
 
 /// \file
 /// The exceptions of this library, each a class of its own derived from a standard exception. The
-/// class identifies the kind of failure; `what()` names the key or the file, if there is one. The
-/// library does not catch them. K, P and T stand for a key, a path and the name of an `EDataType`.
+/// class identifies the kind of failure; `what()` names the key or the file, where the list below
+/// shows one. The library does not catch them. K, P and T stand for a key, a path and the name of
+/// an `EDataType`.
 ///
 /// - `CTypeError`
 ///   - "Config option with key 'K' is not a T": `Get`, `GetValueAsType`

@@ -24,7 +24,8 @@
 /// are the paths, to the working directory of each file operation: a program that changes it later
 /// writes a different file than it watches.
 ///
-/// Each call creates a new, independent object. All functions are thread-safe.
+/// Each call creates a new, independent object. All functions are thread-safe. The library starts
+/// no threads, writes no log, and reads no environment variables.
 ///
 /// \warning A directory, or a file that cannot be opened because the process is out of file
 /// descriptors, reads as a file without keys. (`Create` throws if there is no descriptor for its

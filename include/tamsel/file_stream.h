@@ -35,21 +35,20 @@ private:
 
 /// A stream over a file that is read, written and watched.
 ///
-/// No file stays open between calls. The watch is one inotify instance for the lifetime of the
-/// stream: Linux limits a user to 128 by default, and closing one can take milliseconds.
+/// No file stays open between calls. The watch is one inotify instance, of which Linux allows a
+/// user 128 by default; closing one can take milliseconds.
 ///
 /// Thread-safe, but threads that call `HasChanged` concurrently share the notifications.
 ///
 /// \warning The watch follows the file, not its name. After a deletion, or a replacement by rename
 /// as `sed -i`, `mv` and most editors do, `HasChanged` reports writes to the old file only, and
-/// nothing once that has neither a name nor an open descriptor; the other operations use whatever
-/// the path names. Writing in place, as `Write`, `cp`, `tee` and shell redirection do, keeps the
-/// watch.
+/// nothing once that is gone; the other operations use what the path names. Writing in place, as
+/// `Write`, `cp`, `tee` and shell redirection do, keeps the watch.
 ///
-/// \warning The inotify descriptor is inherited. A program started by `exec` keeps the
-/// instance, which counts towards the user's limit, until it exits. A child of `fork` shares it:
-/// there, `HasChanged` consumes the parent's notifications, and destroying the stream ends the
-/// parent's watch. Leave such a child by `exec` or `_exit`.
+/// \warning The inotify descriptor is inherited. A program started by `exec` keeps the instance
+/// until it exits. A child of `fork` shares it: there, `HasChanged` consumes the parent's
+/// notifications, and destroying the stream ends the parent's watch. Leave such a child by `exec`
+/// or `_exit`.
 class TAMSEL_API CFileStream : public IFileStream {
 public:
     /// Creates the file, empty, if nothing exists at `path` (mode 0666 less the umask; a missing

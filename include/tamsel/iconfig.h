@@ -73,7 +73,7 @@ public:
 /// file.
 ///
 /// It has two layers: the overlay, which stores the changes, and the defaults, which never change.
-/// A key that is in both has the value of the overlay, and is called overridden.
+/// A key that is in both has the value of the overlay, whatever its type, and is called overridden.
 ///
 /// During a change, other threads' calls on this object block, except `HasChanged` and
 /// `GetOverlayedFileSize`. A change blocks indefinitely while the file is locked through any other
@@ -91,25 +91,25 @@ public:
     /// Sets `key` to `value`: stores it in the overlay in memory, calls the change callback, then
     /// writes and synchronises the file.
     ///
-    /// Does nothing, neither callback nor write, if the overlay stores an equal value, or if the
-    /// key is not overridden and its default is equal. An overridden key that is set to its default
-    /// stays overridden, see `Restore`.
+    /// Does nothing if the overlay stores an equal value, or if the key is not overridden and its
+    /// default is equal. An overridden key that is set to its default stays overridden.
     ///
     /// If the callback or the write fails, memory keeps the new value: repeating the call does
     /// nothing, and the next effective change of any key writes this one too.
     ///
     /// Equality is that of `Json::Value`: an `int`, an `unsigned` and a real are never equal. A
     /// file's 5 is an `int`, so `Set(key, 5u)` and `Set(key, 5.0)` change it, and `Set(key, 5u)`
-    /// does so again after each `Reload`. A `float` is stored as the equal `double`.
+    /// does so again after each `Reload`. A `float` is stored as the equal `double`: 0.5F
+    /// equals a file's 0.5, but 0.1F does not equal 0.1.
     ///
     /// \warning Overloads are selected as in `Get`: for text, pass a `std::string`.
     ///
     /// \warning `Json::nullValue` is an enumerator and stores 0; pass `Json::Value()`. `{1, 2}`
     /// selects `std::string` and stores two characters.
     ///
-    /// \warning An infinity, or a value in more than 998 nested arrays or objects, can be written
-    /// but not read again: the file no longer parses. A NaN is written as `null`. Text that is not
-    /// UTF-8, keys included, is written as other characters and can corrupt those next to it.
+    /// \warning With an infinity, or a value in more than 998 nested arrays or objects, the file no
+    /// longer parses. A NaN is written as `null`. Text that is not UTF-8, keys included, is written
+    /// as other characters and can corrupt those next to it.
     ///
     /// \throws CInvalidConfig the file cannot be opened, locked, truncated or written; the callback
     /// was called
@@ -132,7 +132,8 @@ public:
     virtual void Set(const std::string& key, const Json::Value& value) = 0;
     /// @}
 
-    /// Removes `key` from the overlay and writes the file, so that the key has its default again.
+    /// Removes `key` from the overlay and writes the file, so that the key has its default again,
+    /// if it has one.
     /// Returns true if the overlay contained the key; if not, nothing is written. Does not call the
     /// change callback.
     ///
@@ -151,12 +152,12 @@ public:
 
     /// Reads the overlay file again and replaces the overlay in memory. Does not read the defaults
     /// again, and does not call the change callback. Changes that are only in memory, after a
-    /// failed write, are lost.
+    /// failed write or an exception of the callback, are lost.
     ///
     /// Takes no file lock. During a write by another process or object, the file may be empty,
     /// which reads as an overlay without keys and is not an error; or truncated, which throws; or,
     /// during two consecutive writes, a mixture of both, which can even parse.
-    /// Unless that writer dies during the write, a later `HasChanged` returns true.
+    /// Unless that writer dies or fails during the write, a later `HasChanged` returns true.
     ///
     /// \warning A file that cannot be opened, for example because the process is out of file
     /// descriptors, also reads as empty. The next change then writes an overlay without the former
@@ -168,7 +169,7 @@ public:
     virtual void Reload() = 0;
 
     /// Removes every key from the overlay and writes the file, even if the overlay is already
-    /// empty, so that all keys have their defaults again. Does not call the change callback.
+    /// empty, so that only the defaults remain. Does not call the change callback.
     ///
     /// \throws CInvalidConfig the file cannot be written; the overlay in memory is empty
     /// \throws std::system_error as `Get`; nothing has changed

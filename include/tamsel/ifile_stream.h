@@ -16,8 +16,8 @@ namespace Tamsel {
 /// Streams are shared by `std::shared_ptr`. Their text is bytes, without any conversion of
 /// character sets or line ends. A `COverlayedConfig` never calls `Read` and `Write`
 /// concurrently, but it calls `HasChanged` and `GetFileSize` from any thread, concurrently with
-/// them. It calls `Read` and `Write` while it is locked, so they must not call it. The order of the
-/// virtual functions is part of the binary interface.
+/// them. It calls `GetPath`, `Read` and `Write` while it is locked, so they must not call it. The
+/// order of the virtual functions is part of the binary interface.
 
 /// The functions that all streams have.
 class TAMSEL_API IFileStreamBase {

@@ -34,8 +34,8 @@ enum class EDataType : unsigned int {
 
 /// One configuration file in memory: an entry for each member of the file's top-level object.
 ///
-/// The key is the member's name, compared byte by byte. The value is stored whole: a nested object
-/// is one value, and no key addresses a part of it.
+/// The key is the member's name, which can be empty, compared byte by byte. The value is stored
+/// whole: a nested object is one value, and no key addresses a part of it.
 using TConfigMap = std::map<std::string, Json::Value>;
 
 /// Called for each change made by `IConfig::Set`, with the key as passed and its new value. Can be
