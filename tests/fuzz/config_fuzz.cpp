@@ -24,9 +24,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     JsonUtil::WriteConfig(stream, map);
     const TConfigMap readBack = JsonUtil::ReadConfig(stream);
-    // Bytes that are not UTF-8 are read back as others, and two keys can become one.
+    // Text that is not UTF-8 is read back as other text, and two keys can become one. The escape of
+    // half a surrogate pair makes such text, too.
     const bool isLossless =
-        std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
+        std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; }) &&
+        text.find("\\uD") == std::string::npos && text.find("\\ud") == std::string::npos;
     if (isLossless && readBack != map) std::abort();
+    JsonUtil::WriteConfig(stream, readBack);
+    if (JsonUtil::ReadConfig(stream) != readBack) std::abort();
     return 0;
 }
