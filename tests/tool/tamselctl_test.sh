@@ -39,12 +39,16 @@ one() { paste -sd ' '; }
 # until_seen TEXT [FILE]: waits until a file, "seen" if none is given, has a text.
 until_seen() { timeout 20 sh -c 'until grep -q "$1" "$2"; do sleep 0.02; done' - "$1" "${2:-seen}" 2>/dev/null; }
 # Another process locks the overlay, until release.
-hold() { flock "$1" data/config/n.json sh -c 'echo $$ >seen; exec sleep 20' & until_seen '[0-9]'; }
+hold() {
+    : >seen # what an earlier command left there must not end the wait
+    flock "$1" data/config/n.json sh -c 'echo $$ >seen; exec sleep 20' & until_seen '[0-9]'
+}
 release() { kill "$(cat seen)"; }
-# Runs the tool such that $! is its process, and SIGHUP ends it even if this test runs under nohup.
-hung_up() { exec env --default-signal=HUP "${tool[@]}" --root "" "$@"; }
+# Runs the tool such that a signal to $! reaches it, and SIGHUP ends it even if this test runs under
+# nohup.
+hung_up() { exec env --default-signal=HUP timeout 60 "${tool[@]}" --root "" "$@"; }
 # follow [OPTION...]: watches in the background, and returns when the watch has begun.
-follow() { hung_up watch n --initial "$@" >seen 2>errors & until_seen unit; }
+follow() { : >seen; hung_up watch n --initial "$@" >seen 2>errors & until_seen unit; }
 check() { printf "$1" >data/config/n.json && tamselctl check n "${@:2}"; }
 
 has() {
