@@ -55,7 +55,7 @@ Json::Value ParseGiven(const std::string& subject, const std::string& text, bool
     std::string errors;
     if (!isBareText && !ParseStrictly(text, EComments::Refused, value, errors)) {
         throw CFailure(EExit::Usage, subject,
-                       "VALUE is not JSON; use --string for text\n" + errors);
+                       "VALUE does not parse; use --string for text\n" + errors);
     }
     if (!CanBeStored({{"", value}})) throw CFailure(EExit::Usage, subject, NotStorable);
     return value;

@@ -15,7 +15,7 @@ std::string ReadInput(const std::string& file);
 Json::Value ReadDocument(const std::string& file);
 
 /// Parses the value of an argument: JSON, or bare text.
-/// \throws CFailure it is not JSON, or cannot be stored; the message begins with `subject`
+/// \throws CFailure it does not parse, or cannot be stored; the message begins with `subject`
 Json::Value ParseGiven(const std::string& subject, const std::string& text, bool isBareText);
 
 extern const std::string NotStorable;
