@@ -38,17 +38,17 @@ brief() {
 one() { paste -sd ' '; }
 # until_seen TEXT [FILE]: waits until a file, "seen" if none is given, has a text.
 until_seen() { timeout 20 sh -c 'until grep -q "$1" "$2"; do sleep 0.02; done' - "$1" "${2:-seen}" 2>/dev/null; }
+# begin TEXT COMMAND...: runs a command in the background, and returns when it has printed a text. The
+# file is emptied first: what an earlier command printed must not end the wait.
+begin() { : >seen; "${@:2}" >seen 2>errors & until_seen "$1"; }
 # Another process locks the overlay, until release.
-hold() {
-    : >seen # what an earlier command left there must not end the wait
-    flock "$1" data/config/n.json sh -c 'echo $$ >seen; exec sleep 20' & until_seen '[0-9]'
-}
+hold() { begin '[0-9]' flock "$1" data/config/n.json sh -c 'echo $$; exec sleep 20'; }
 release() { kill "$(cat seen)"; }
 # Runs the tool such that a signal to $! reaches it, and SIGHUP ends it even if this test runs under
 # nohup.
 hung_up() { exec env --default-signal=HUP timeout 60 "${tool[@]}" --root "" "$@"; }
-# follow [OPTION...]: watches in the background, and returns when the watch has begun.
-follow() { : >seen; hung_up watch n --initial "$@" >seen 2>errors & until_seen unit; }
+# Watches in the background from now on: follow [OPTION...]
+follow() { begin unit hung_up watch n --initial "$@"; }
 check() { printf "$1" >data/config/n.json && tamselctl check n "${@:2}"; }
 
 has() {
