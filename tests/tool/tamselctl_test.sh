@@ -45,8 +45,9 @@ begin() { : >seen; "${@:2}" >seen 2>errors & until_seen "$1"; }
 hold() { begin '[0-9]' flock "$1" data/config/n.json sh -c 'echo $$; exec sleep 20'; }
 release() { kill "$(cat seen)"; }
 # Runs the tool such that a signal to $! reaches it, and SIGHUP ends it even if this test runs under
-# nohup.
-hung_up() { exec env --default-signal=HUP timeout 60 "${tool[@]}" --root "" "$@"; }
+# nohup. Without --foreground, timeout passes a signal on twice, and the second can kill a tool that
+# is about to exit.
+hung_up() { exec env --default-signal=HUP timeout --foreground 60 "${tool[@]}" --root "" "$@"; }
 # Watches in the background from now on: follow [OPTION...]
 follow() { begin unit hung_up watch n --initial "$@"; }
 check() { printf "$1" >data/config/n.json && tamselctl check n "${@:2}"; }
